@@ -27,7 +27,8 @@ PLATFORM_EXCEPTIONS = set()
 
 PLATFORM_HALF = re.compile(r"_(posix|win)\.(cpp|h)$")
 PLATFORM_TEST = re.compile(
-    r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b.*\b(Q_OS_\w+|_WIN32|_WIN64|WIN32|__MINGW\w+|_MSC_VER|__linux__|__unix__|__APPLE__)\b"
+    r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b.*"
+    r"\b(Q_OS_\w+|_WIN32|_WIN64|WIN32|__MINGW\w+|_MSC_VER|__linux__|__unix__|__APPLE__)\b"
 )
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 QUOTED_INCLUDE = re.compile(r'^\s*#\s*include\s*"')

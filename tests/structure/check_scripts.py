@@ -24,9 +24,8 @@ def scripts(root):
 def run(path, argument):
     """Runs a script as from a bare service: elsewhere, without input and without a display."""
     environment = {"PATH": os.environ["PATH"], "HOME": "/nonexistent"}
-    return subprocess.run(
-        [path, argument], cwd="/", env=environment, stdin=subprocess.DEVNULL, capture_output=True, timeout=TIMEOUT_S, text=True
-    )
+    options = {"cwd": "/", "env": environment, "stdin": subprocess.DEVNULL, "timeout": TIMEOUT_S}
+    return subprocess.run([path, argument], **options, capture_output=True, text=True)
 
 
 def script_faults(path, name):
