@@ -15,8 +15,9 @@ COMPILER = ["x86_64-w64-mingw32-g++-posix", "-std=c++20", "-fsyntax-only"]
 
 def faults(root, arguments):
     source = pathlib.Path(root) / "src"
-    found = []
-    for path in sorted(source.rglob("*_win.cpp")):
+    halves = sorted(source.rglob("*_win.cpp"))
+    found = [] if halves else [f"{source}: no Windows half found"]
+    for path in halves:
         command = [*COMPILER, *arguments, "-I", source, path]
         compiled = subprocess.run(command, capture_output=True, text=True)
         if compiled.returncode != 0:

@@ -48,6 +48,11 @@ class CheckWindowsHalves(MadeUpTree):
                 self.assertTrue(found[0].startswith("assets/lock_win.cpp:\n"), found)
                 self.assertIn("error:", found[0])
 
+    def test_finds_a_tree_without_any(self):
+        self.assertEqual(
+            check_windows_halves.faults(self.root, self.arguments), [f"{self.root / 'src'}: no Windows half found"]
+        )
+
 
 if __name__ == "__main__":
     CheckWindowsHalves.arguments = sys.argv[1:]
