@@ -47,7 +47,7 @@ QJsonArray parsedFiles(const QByteArray& bytes, const StoreLimits& limits)
     const QJsonValue files = top.value("files"_L1);
     if (top.value("format"_L1).toInt(-1) != kFormat || top.value("trust"_L1).toString() != kTrust || !files.isArray())
         fail(u"Unsupported asset manifest"_s);
-    const QJsonArray entries = files.toArray();
+    QJsonArray entries = files.toArray();
     if (entries.isEmpty() || entries.size() > limits.entries)
         fail(u"Empty or oversized asset manifest"_s);
     return entries;
@@ -69,7 +69,7 @@ qint64 wholeSize(double size, qint64 most)
 
 ManifestEntry parsedEntry(const QString& path, const QJsonObject& object, const StoreLimits& limits)
 {
-    const ManifestEntry entry = {
+    ManifestEntry entry = {
         wholeSize(object.value("size"_L1).toDouble(-1.0), limits.fileBytes),
         object.value("sha256"_L1).toString().toLatin1()};
     if (!isPortablePath(path) || entry.sha256.size() != kHashCharacters || entry.size < 0)
@@ -121,7 +121,7 @@ Manifest readManifest(const QString& root, const StoreLimits& limits)
     QSet<QString> keys;
     qint64 totalBytes = 0;
     qint64 pathBytes = 0;
-    for (const QJsonValue& value : entries) {
+    for (const auto& value : entries) {
         const QJsonObject object = value.toObject();
         const QString path = object.value("path"_L1).toString();
         const ManifestEntry entry = parsedEntry(path, object, limits);
