@@ -300,7 +300,7 @@ EntryPrefix readEntryPrefix(std::istream& stream, const ArchiveEntry& entry)
         throw std::runtime_error(kCannotSeek);
     EntryPrefix prefix;
     prefix.length = std::min<std::size_t>(entry.size, prefix.bytes.size());
-    if (prefix.length > 0 && !stream.read(prefix.bytes.data(), static_cast<std::streamsize>(prefix.length)))
+    if (!stream.read(prefix.bytes.data(), static_cast<std::streamsize>(prefix.length)))
         throw std::runtime_error("truncated QOMB payload prefix");
     return prefix;
 }
