@@ -213,6 +213,8 @@ void TestArchiveIndex::refusesWhatIsNoArchive_data()
     row("two directories of one name", ArchiveBuilder().enter("d").leave().enter("d").leave(), kDuplicate);
     row("file and directory of one name", ArchiveBuilder().file("a").enter("a"), kDuplicate);
     row("duplicates in a deep directory", nested(64).file("a").file("a"), kDuplicate);
+    row("duplicates below a directory without any", ArchiveBuilder().file("x").file("y").enter("d").file("a").file("a"),
+        kDuplicate);
     row("two longest names", ArchiveBuilder().file(std::string(127, 'f')).file(std::string(127, 'f')), kDuplicate);
 
     row("content inside the index", ArchiveBuilder().file("a", "1").withOffset(209), kOverlap);

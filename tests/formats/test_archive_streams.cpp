@@ -60,6 +60,15 @@ ArchiveBuilder sample()
     return builder;
 }
 
+/// Files "f0", "f1", ... whose contents are their numbers.
+ArchiveBuilder archiveOf(int files)
+{
+    ArchiveBuilder builder;
+    for (int file = 0; file < files; ++file)
+        builder.file("f"s.append(std::to_string(file)), std::to_string(file));
+    return builder;
+}
+
 QString refusal(std::istream& stream, std::uint64_t fileSize)
 {
     return thrownMessage<std::runtime_error>([&] { readArchiveIndex(stream, fileSize); });
@@ -167,10 +176,16 @@ void TestArchiveStreams::needsNothingBehindTheIndex()
 
 void TestArchiveStreams::readsNothingBehindTheGivenLength()
 {
-    const std::string whole = sample().build();
-    std::istringstream stream(whole + std::string(1000, 'x'));
+    // Long enough for several blocks, the last of which could reach into what follows.
+    const std::string whole = archiveOf(1000).build();
+    std::istringstream stream(whole + std::string(100000, 'x'));
     QCOMPARE(refusal(stream, whole.size()), kAccepted);
     QVERIFY(stream.tellg() <= std::streamoff(whole.size()));
+
+    HesitantBuffer buffer(sample().build() + std::string(1000, 'x'));
+    std::istream hesitant(&buffer);
+    QCOMPARE(refusal(hesitant, sample().build().size()), kAccepted);
+    QVERIFY(buffer.given() <= sample().build().size());
 }
 
 void TestArchiveStreams::readsNothingBehindTheIndexFromAPipe()
@@ -274,13 +289,7 @@ void TestArchiveStreams::refusesOneRecordMoreThanTheLargestIndex()
 
 void TestArchiveStreams::readsAnIndexAcrossManyBlocks()
 {
-    ArchiveBuilder builder;
-    std::string contents;
-    for (int file = 0; file < 3000; ++file) {
-        contents = std::to_string(file);
-        builder.file("f"s + contents, contents);
-    }
-    const std::string whole = builder.build();
+    const std::string whole = archiveOf(3000).build();
     const QTemporaryDir folder;
     const std::filesystem::path path = folder.filePath(u"archive"_s).toStdString();
     std::ofstream(path, std::ios::binary) << whole;
@@ -366,6 +375,7 @@ void TestArchiveStreams::refusesEntriesThatAreNotThere()
     QCOMPARE(message(stream, {"past-EOF", 6, 5}), u"QOMB entry range exceeds stream EOF"_s);
     QCOMPARE(message(stream, {"past-EOF", 11, 0}), u"QOMB entry range exceeds stream EOF"_s);
     QCOMPARE(message(stream, {"past-EOF", 0xffffffff, 0xffffffff}), u"QOMB entry range exceeds stream EOF"_s);
+    QCOMPARE(message(stream, {"past-EOF", 0xffffffff, 2}), u"QOMB entry range exceeds stream EOF"_s);
     QCOMPARE(message(stream, {"a", 6, 4}), kAccepted);
     stream.setstate(std::ios::failbit);
     QCOMPARE(message(stream, {"a", 6, 4}), u"QOMB entry range exceeds stream EOF"_s);

@@ -49,6 +49,30 @@ private:
     char present_ = 0;
 };
 
+/// Does not say what it holds before the first byte was asked for, then has all of it ready.
+class HesitantBuffer : public std::streambuf
+{
+public:
+    explicit HesitantBuffer(std::string bytes)
+        : bytes_(std::move(bytes))
+    {
+    }
+
+    std::size_t given() const { return static_cast<std::size_t>(gptr() - eback()); }
+
+protected:
+    int_type underflow() override
+    {
+        if (eback() != nullptr)
+            return traits_type::eof();
+        setg(bytes_.data(), bytes_.data(), bytes_.data() + bytes_.size());
+        return traits_type::to_int_type(bytes_.front());
+    }
+
+private:
+    std::string bytes_;
+};
+
 /// Holds `bytes` but claims to be `claimedLength` bytes long and lets itself be positioned anywhere.
 class BoastingBuffer : public std::streambuf
 {
