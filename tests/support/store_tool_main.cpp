@@ -1,5 +1,5 @@
-/// vok-store-tool: the store's operations from a command line, for fault injection and for measuring. One line of JSON on
-/// standard output tells the report, the seconds it took and the peak of the process's memory.
+/// vok-store-tool: the store's operations from a command line, for fault injection and for measuring. One line of JSON
+/// on standard output tells the report, the seconds it took and the peak of the process's memory.
 #include "assets/import.h"
 #include "assets/verify.h"
 
@@ -62,14 +62,15 @@ int main(int argc, char** argv)
         const bool idle = words == QStringList{u"idle"_s};
         const Report report = idle ? Report() : performed(words, deadlineFrom(parser.value(deadline)));
         constexpr double kNanosecondsPerSecond = 1e9;
-        const QJsonObject line = {{u"errors"_s, QJsonArray::fromStringList(report.errors)},
-                                  {u"missing"_s, QJsonArray::fromStringList(report.missing)},
-                                  {u"changed"_s, QJsonArray::fromStringList(report.changed)},
-                                  {u"extra"_s, QJsonArray::fromStringList(report.extra)},
-                                  {u"files"_s, report.files},
-                                  {u"bytes"_s, static_cast<double>(report.bytes)},
-                                  {u"seconds"_s, static_cast<double>(timer.nsecsElapsed()) / kNanosecondsPerSecond},
-                                  {u"peak_memory_bytes"_s, peakMemoryBytes()}};
+        const QJsonObject line = {
+            {u"errors"_s, QJsonArray::fromStringList(report.errors)},
+            {u"missing"_s, QJsonArray::fromStringList(report.missing)},
+            {u"changed"_s, QJsonArray::fromStringList(report.changed)},
+            {u"extra"_s, QJsonArray::fromStringList(report.extra)},
+            {u"files"_s, report.files},
+            {u"bytes"_s, static_cast<double>(report.bytes)},
+            {u"seconds"_s, static_cast<double>(timer.nsecsElapsed()) / kNanosecondsPerSecond},
+            {u"peak_memory_bytes"_s, peakMemoryBytes()}};
         std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData());
         return report.isClean() ? 0 : 1;
     } catch (const std::exception& failure) {
