@@ -1,0 +1,152 @@
+#include "assets/manifest.h"
+
+#include "assets/failure.h"
+#include "assets/portable_path.h"
+#include "assets/safe_files.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSet>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vok::launcher_assets
+{
+namespace
+{
+
+constexpr int kFormat = 1;
+constexpr QStringView kTrust = u"user-selected-local-snapshot";
+constexpr qsizetype kHashCharacters = 64;
+
+QByteArray readBytes(const QString& root, const StoreLimits& limits)
+{
+    const QDeadlineTimer forever(QDeadlineTimer::Forever);
+    const FileHandle file =
+        openSafe(manifestPath(root), Access::Read, Disposition::OpenExisting, forever, Sharing::Read);
+    const auto information = informationOf(file);
+    if (!information || information->size == 0 || information->size > limits.manifestBytes)
+        fail(u"Invalid asset manifest size"_s);
+    QByteArray bytes(information->size, Qt::Uninitialized);
+    if (readBlock(file, bytes.data(), bytes.size()) != bytes.size())
+        fail(u"Cannot read manifest"_s);
+    return bytes;
+}
+
+QJsonArray parsedFiles(const QByteArray& bytes, const StoreLimits& limits)
+{
+    QJsonParseError error = {};
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        fail(u"Invalid asset manifest JSON"_s);
+    const QJsonObject top = document.object();
+    const QJsonValue files = top.value("files"_L1);
+    if (top.value("format"_L1).toInt(-1) != kFormat || top.value("trust"_L1).toString() != kTrust || !files.isArray())
+        fail(u"Unsupported asset manifest"_s);
+    const QJsonArray entries = files.toArray();
+    if (entries.isEmpty() || entries.size() > limits.entries)
+        fail(u"Empty or oversized asset manifest"_s);
+    return entries;
+}
+
+bool isLowerHex(char character)
+{
+    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f');
+}
+
+/// A size as JSON has it, or -1 where it is no whole number from 0 to `most`.
+qint64 wholeSize(double size, qint64 most)
+{
+    if (!(size >= 0) || size > static_cast<double>(most))
+        return -1;
+    const auto whole = static_cast<qint64>(size);
+    return static_cast<double>(whole) == size ? whole : -1;
+}
+
+ManifestEntry parsedEntry(const QString& path, const QJsonObject& object, const StoreLimits& limits)
+{
+    const ManifestEntry entry = {
+        wholeSize(object.value("size"_L1).toDouble(-1.0), limits.fileBytes),
+        object.value("sha256"_L1).toString().toLatin1()};
+    if (!isPortablePath(path) || entry.sha256.size() != kHashCharacters || entry.size < 0)
+        fail(u"Invalid asset manifest entry"_s);
+    if (!std::all_of(entry.sha256.cbegin(), entry.sha256.cend(), isLowerHex))
+        fail(u"Invalid asset manifest SHA256"_s);
+    return entry;
+}
+
+/// The lengths of the parent paths of `path`, the nearest first.
+template <typename Visit> void visitParents(const QString& path, Visit visit)
+{
+    for (qsizetype end = path.lastIndexOf(u'/'); end > 0; end = path.lastIndexOf(u'/', end - 1))
+        visit(path.first(end));
+}
+
+void rejectFilesAsDirectories(const Manifest& files, const QSet<QString>& keys)
+{
+    for (auto file = files.keyBegin(); file != files.keyEnd(); ++file) {
+        visitParents(*file, [&](const QString& parent) {
+            if (keys.contains(portableKey(parent)))
+                fail(u"Asset manifest file/directory collision"_s);
+        });
+    }
+}
+
+} // namespace
+
+QString assetsPath(const QString& root)
+{
+    return QDir(root).filePath(kAssetsName.toString());
+}
+
+QString manifestPath(const QString& root)
+{
+    return QDir(root).filePath(kManifestName.toString());
+}
+
+Manifest readManifest(const QString& root, const StoreLimits& limits)
+{
+    const QJsonArray entries = parsedFiles(readBytes(root, limits), limits);
+    Manifest files;
+    QSet<QString> keys;
+    qint64 totalBytes = 0;
+    qint64 pathBytes = 0;
+    for (const QJsonValue& value : entries) {
+        const QJsonObject object = value.toObject();
+        const QString path = object.value("path"_L1).toString();
+        const ManifestEntry entry = parsedEntry(path, object, limits);
+        const qsizetype known = keys.size();
+        keys.insert(portableKey(path));
+        if (keys.size() == known)
+            fail(u"Duplicate asset manifest path"_s);
+        if (entry.size > limits.totalBytes - totalBytes)
+            fail(u"Manifest exceeds 128 GiB limit"_s);
+        totalBytes += entry.size;
+        pathBytes += path.toUtf8().size();
+        if (pathBytes > limits.pathBytes)
+            fail(u"Manifest paths exceed 64 MiB limit"_s);
+        files.insert(path, entry);
+    }
+    rejectFilesAsDirectories(files, keys);
+    return files;
+}
+
+QByteArray writeManifestBytes(const Manifest& files, const StoreLimits& limits)
+{
+    QJsonArray entries;
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        entries.append(QJsonObject{
+            {u"path"_s, file.key()}, {u"size"_s, file->size}, {u"sha256"_s, QString::fromLatin1(file->sha256)}});
+    }
+    const QJsonObject top = {{u"format"_s, kFormat}, {u"trust"_s, kTrust.toString()}, {u"files"_s, entries}};
+    const QByteArray bytes = QJsonDocument(top).toJson(QJsonDocument::Compact);
+    if (bytes.size() > limits.manifestBytes)
+        fail(u"Asset manifest exceeds 64 MiB limit"_s);
+    return bytes;
+}
+
+} // namespace vok::launcher_assets

@@ -1,0 +1,116 @@
+#include "assets/verify.h"
+
+#include "assets/directory_chain.h"
+#include "assets/failure.h"
+#include "assets/import.h"
+#include "assets/safe_files.h"
+#include "assets/staging.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vok::launcher_assets
+{
+namespace
+{
+
+const QDeadlineTimer kForever(QDeadlineTimer::Forever);
+
+TreeInventory scannedTree(const Directory& directory)
+{
+    TreeInventory inventory;
+    scanTree(directory, QString(), 0, inventory, false, kForever);
+    return inventory;
+}
+
+/// The entries of `manifest` that `inventory` lacks or has otherwise.
+Manifest damagedEntries(const TreeInventory& inventory, const Manifest& manifest)
+{
+    Manifest damaged;
+    for (auto entry = manifest.cbegin(); entry != manifest.cend(); ++entry) {
+        const auto found = inventory.files.constFind(entry.key());
+        if (found == inventory.files.cend() || *found != *entry)
+            damaged.insert(entry.key(), *entry);
+    }
+    return damaged;
+}
+
+void requireSameData(const QString& sourceRoot, const Manifest& manifest)
+{
+    const TreeInventory source = scannedTree(requireRoot(sourceRoot, false, true, kForever));
+    const Manifest missed = damagedEntries(source, manifest);
+    if (!missed.isEmpty())
+        fail(sourceDiffers(missed.firstKey()));
+}
+
+Directory assetsOf(const Directory& root, bool create)
+{
+    return requireDirectoryIn(root, kAssetsName.toString(), create, kForever);
+}
+
+void commitRepaired(const Stage& stage, const Directory& root, const Manifest& files)
+{
+    const QString failure = u"Cannot commit repaired asset "_s;
+    const Directory assets = assetsOf(root, false);
+    DirectoryChain staged(stage.directory(), DirectoryChain::Missing::Refuse);
+    DirectoryChain targets(assets, DirectoryChain::Missing::Create, failure);
+    for (auto file = files.keyBegin(); file != files.keyEnd(); ++file) {
+        const QString name = file->section(u'/', -1);
+        const Directory& target = targets.enterParentOf(*file, kForever);
+        if (!renameEntry(staged.enterParentOf(*file, kForever), name, target, name, true))
+            fail(failure + *file);
+    }
+    targets.leave();
+}
+
+} // namespace
+
+Report compareInventory(const TreeInventory& inventory, const Manifest& manifest)
+{
+    Report report;
+    report.files = manifest.size();
+    for (auto entry = manifest.cbegin(); entry != manifest.cend(); ++entry) {
+        report.bytes += static_cast<quint64>(entry->size);
+        const auto found = inventory.files.constFind(entry.key());
+        if (found == inventory.files.cend())
+            report.missing.append(entry.key());
+        else if (*found != *entry)
+            report.changed.append(entry.key());
+    }
+    for (auto file = inventory.files.keyBegin(); file != inventory.files.keyEnd(); ++file) {
+        if (!manifest.contains(*file))
+            report.extra.append(*file);
+    }
+    return report;
+}
+
+Report verifyTree(const QString& installation)
+{
+    const QString path = normalizedRoot(installation);
+    const Directory root = requireRoot(path, false, true, kForever);
+    const FileHandle lock = lockRoot(root, false, kForever);
+    const Manifest manifest = readManifest(path);
+    if (kindIn(root, kAssetsName.toString()) == EntryKind::Absent)
+        return compareInventory(TreeInventory(), manifest);
+    return compareInventory(scannedTree(assetsOf(root, false)), manifest);
+}
+
+Report repairTree(const QString& source, const QString& installation)
+{
+    return reported([&] {
+        const QString sourceRoot = resolveSourceRoot(source, kForever);
+        const QString path = normalizedRoot(installation);
+        rejectOverlap(sourceRoot, path);
+        const Directory root = requireRoot(path, false, true, kForever);
+        const FileHandle lock = lockRoot(root, true, kForever);
+        const Manifest manifest = readManifest(path);
+        // The proof that the source is the same data comes before the first write, and for all of it.
+        requireSameData(sourceRoot, manifest);
+        const Manifest damaged = damagedEntries(scannedTree(assetsOf(root, true)), manifest);
+        const Stage stage(root);
+        copyEntries(sourceRoot, stage.directory(), damaged, kForever);
+        commitRepaired(stage, root, damaged);
+        return compareInventory(scannedTree(assetsOf(root, false)), manifest);
+    });
+}
+
+} // namespace vok::launcher_assets

@@ -1,0 +1,509 @@
+#include "assets/safe_files.h"
+#include "support/temp_tree.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTest>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <thread>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace vok::launcher_assets;
+using namespace vok::test_support;
+
+class TestSafeFiles : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void normalisesARootTheUserChose();
+    void refusesAnEmptyRootAndOneWithNul();
+    void refusesRootsThatLieInEachOther_data();
+    void refusesRootsThatLieInEachOther();
+    void opensRealDirectoriesOnly();
+    void makesDirectoriesWithTheirParents();
+    void refusesToMakeADirectoryWhereAFileStands();
+    void opensRegularFilesOnly_data();
+    void opensRegularFilesOnly();
+    void reachesAFileThroughALinkedParent();
+    void refusesAParentThatIsNoDirectory();
+    void createsAFileOnlyWhereNoneIs();
+    void everyStepRefusesAfterTheDeadline();
+    void locksAtOnceOrNotAtAll();
+    void locksAcrossProcessesAndNotThroughChildren();
+    void keepsAndReusesTheLockFile();
+    void refusesALinkAsLockFile();
+    void hashesAndCopiesInOnePass_data();
+    void hashesAndCopiesInOnePass();
+    void refusesAFileAboveTheLimit();
+    void refusesAFileThatChangesWhileRead_data();
+    void refusesAFileThatChangesWhileRead();
+    void refusesAFileThatGrowsPastTheLimitWhileRead();
+    void reportsEveryFailedTransfer();
+    void stopsWithinABlockOnceTheDeadlineHasPassed();
+    void renamesDurablyOrThrowsTheMessage();
+};
+
+namespace
+{
+
+const QDeadlineTimer kForever(QDeadlineTimer::Forever);
+const QDeadlineTimer kPassed(0);
+
+FileHandle opened(const QString& path, int flags)
+{
+    return FileHandle(::open(QFile::encodeName(path).constData(), flags | O_CLOEXEC));
+}
+
+FileHandle openedForReading(const QString& path)
+{
+    return openSafe(path, Access::Read, Disposition::OpenExisting, kForever, Sharing::Read);
+}
+
+HashResult hashOnly(FileHandle source, const QString& name = u"name"_s)
+{
+    FileHandle nowhere;
+    return hashFile(source, nowhere, name, kForever);
+}
+
+/// Both ends of a pipe. A copy into it stops when the pipe is full, so that a test can act in the middle of a reading.
+struct Pipe
+{
+    FileHandle readEnd;
+    FileHandle writeEnd;
+
+    Pipe()
+    {
+        std::array<int, 2> ends = {-1, -1};
+        if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+            qFatal("no pipe");
+        readEnd = FileHandle(ends[0]);
+        writeEnd = FileHandle(ends[1]);
+    }
+
+    void waitUntilFull() const
+    {
+        const auto capacity = ::fcntl(static_cast<int>(readEnd.value()), F_GETPIPE_SZ);
+        int held = 0;
+        while (held < capacity)
+            if (::ioctl(static_cast<int>(readEnd.value()), FIONREAD, &held) != 0)
+                qFatal("no count of the pipe's bytes");
+    }
+
+    void drain() const
+    {
+        QByteArray block(65536, '\0');
+        while (readBlock(readEnd, block.data(), block.size()) > 0) {
+        }
+    }
+};
+
+/// The failure of a hashFile() during which, with the reading under way, `act` is run.
+template <typename Act> QString failureWhileReading(const QString& path, qint64 mostBytes, Act act)
+{
+    Pipe pipe;
+    QString failure;
+    std::thread reader([&] {
+        failure = failureOf([&] {
+            FileHandle source = openedForReading(path);
+            hashFile(source, pipe.writeEnd, u"name"_s, kForever, mostBytes);
+        });
+        pipe.writeEnd.close();
+    });
+    pipe.waitUntilFull();
+    act();
+    pipe.drain();
+    reader.join();
+    return failure;
+}
+
+} // namespace
+
+void TestSafeFiles::normalisesARootTheUserChose()
+{
+    QCOMPARE(normalizedRoot(u"/a/./b//c/../d/"_s), u"/a/b/d"_s);
+    QCOMPARE(normalizedRoot(u"game"_s), QDir::currentPath() + u"/game"_s);
+    QCOMPARE(normalizedRoot(u"/"_s), u"/"_s);
+}
+
+void TestSafeFiles::refusesAnEmptyRootAndOneWithNul()
+{
+    QCOMPARE(failureOf([] { normalizedRoot({}); }), u"A source and installation directory must be selected"_s);
+    QCOMPARE(failureOf([] { normalizedRoot(u"/a"_s + QChar(u'\0')); }), u"NUL in filesystem path"_s);
+}
+
+void TestSafeFiles::refusesRootsThatLieInEachOther_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("installation");
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("apart") << u"/game"_s << u"/store"_s << true;
+    QTest::newRow("alike but apart") << u"/game"_s << u"/game2"_s << true;
+    QTest::newRow("equal") << u"/game"_s << u"/game"_s << false;
+    QTest::newRow("equal but for case") << u"/Game"_s << u"/gAME"_s << false;
+    QTest::newRow("source in installation") << u"/store/x"_s << u"/store"_s << false;
+    QTest::newRow("installation in source") << u"/game"_s << u"/game/store"_s << false;
+    QTest::newRow("drive letters and case") << u"C:/Game"_s << u"c:/game/assets"_s << false;
+    QTest::newRow("kept source") << u"/store/sources/x"_s << u"/store"_s << true;
+    QTest::newRow("kept source in other case") << u"/STORE/Sources/x"_s << u"/store"_s << true;
+    QTest::newRow("beside the kept sources") << u"/store/sourcesx"_s << u"/store"_s << false;
+    QTest::newRow("the kept sources as a whole") << u"/store/sources"_s << u"/store"_s << false;
+    QTest::newRow("source is a file system root") << u"/"_s << u"/store"_s << false;
+    QTest::newRow("installation is a file system root") << u"/game"_s << u"/"_s << false;
+}
+
+void TestSafeFiles::refusesRootsThatLieInEachOther()
+{
+    QFETCH(QString, source);
+    QFETCH(QString, installation);
+    QFETCH(bool, accepted);
+    QCOMPARE(
+        failureOf([&] { rejectOverlap(source, installation); }),
+        accepted ? QString() : u"Source and installation directories must not overlap"_s);
+}
+
+void TestSafeFiles::opensRealDirectoriesOnly()
+{
+    const TempTree tree;
+    tree.makeDirectory(u"real"_s);
+    tree.write(u"file"_s, "");
+    tree.link(u"real"_s, u"link"_s);
+    const auto failureFor = [&](const QString& name, bool allowLink) {
+        return failureOf([&] { requireRoot(tree.path(name), false, allowLink, kForever); });
+    };
+    const auto refusal = [&](const QString& name) { return u"Unsafe or unreadable directory "_s + tree.path(name); };
+    QCOMPARE(failureFor(u"real"_s, false), QString());
+    QCOMPARE(failureFor(u"link"_s, true), QString());
+    QCOMPARE(failureFor(u"link"_s, false), refusal(u"link"_s));
+    QCOMPARE(failureFor(u"file"_s, true), refusal(u"file"_s));
+    QCOMPARE(failureFor(u"absent"_s, true), refusal(u"absent"_s));
+    QCOMPARE(failureOf([&] { requireDirectory(tree.path(u"link"_s), false, kForever); }), refusal(u"link"_s));
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    QCOMPARE(failureOf([&] { requireDirectoryIn(root, u"link"_s, true, kForever); }), refusal(u"link"_s));
+    QCOMPARE(failureOf([&] { requireDirectoryIn(root, u"absent"_s, false, kForever); }), refusal(u"absent"_s));
+}
+
+void TestSafeFiles::makesDirectoriesWithTheirParents()
+{
+    const TempTree tree;
+    requireDirectory(tree.path(u"a/b/c"_s), true, kForever);
+    QCOMPARE(tree.listing(), (QStringList{u"a/"_s, u"a/b/"_s, u"a/b/c/"_s}));
+    requireDirectory(tree.path(u"a/b/c"_s), true, kForever);
+    requireDirectoryIn(requireDirectory(tree.path(u"a"_s), false, kForever), u"d"_s, true, kForever);
+    QVERIFY(tree.exists(u"a/d"_s));
+}
+
+void TestSafeFiles::refusesToMakeADirectoryWhereAFileStands()
+{
+    const TempTree tree;
+    tree.write(u"file"_s, "stays");
+    tree.link(u"nowhere"_s, u"dangling"_s);
+    for (const QString& name : {u"file"_s, u"file/below"_s, u"dangling"_s}) {
+        QCOMPARE(
+            failureOf([&] { requireDirectory(tree.path(name), true, kForever); }),
+            u"Cannot create asset directory: "_s + tree.path(name));
+    }
+    QCOMPARE(tree.read(u"file"_s), QByteArray("stays"));
+}
+
+void TestSafeFiles::opensRegularFilesOnly_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char* name : {"link", "dangling", "directory", "pipe", "absent"})
+        QTest::newRow(name) << QString::fromLatin1(name);
+}
+
+void TestSafeFiles::opensRegularFilesOnly()
+{
+    QFETCH(QString, name);
+    const TempTree tree;
+    tree.write(u"file"_s, "content");
+    tree.link(u"file"_s, u"link"_s);
+    tree.link(u"nowhere"_s, u"dangling"_s);
+    tree.makeDirectory(u"directory"_s);
+    tree.makePipe(u"pipe"_s);
+    QVERIFY(openedForReading(tree.path(u"file"_s)).isValid());
+    QCOMPARE(failureOf([&] { openedForReading(tree.path(name)); }), u"Unsafe or unreadable file "_s + tree.path(name));
+    if (name != u"absent"_s) {
+        QCOMPARE(
+            failureOf([&] {
+                openSafe(tree.path(name), Access::ReadWrite, Disposition::OpenAlways, kForever, Sharing::ReadWrite);
+            }),
+            u"Unsafe or unreadable file "_s + tree.path(name));
+    }
+    QVERIFY(!tree.exists(u"nowhere"_s));
+}
+
+void TestSafeFiles::reachesAFileThroughALinkedParent()
+{
+    const TempTree tree;
+    tree.write(u"real/file"_s, "content");
+    tree.link(u"real"_s, u"link"_s);
+    QVERIFY(openedForReading(tree.path(u"link/file"_s)).isValid());
+}
+
+void TestSafeFiles::refusesAParentThatIsNoDirectory()
+{
+    const TempTree tree;
+    tree.write(u"file"_s, "");
+    for (const QString& name : {u"file/below"_s, u"absent/below"_s}) {
+        QCOMPARE(
+            failureOf([&] { openedForReading(tree.path(name)); }),
+            u"Unsafe or unreadable directory for "_s + tree.path(name));
+    }
+}
+
+void TestSafeFiles::createsAFileOnlyWhereNoneIs()
+{
+    const TempTree tree;
+    tree.write(u"old"_s, "old");
+    const auto create = [&](const QString& name) {
+        openSafe(tree.path(name), Access::Write, Disposition::CreateNew, kForever, Sharing::None);
+    };
+    create(u"new"_s);
+    QCOMPARE(tree.read(u"new"_s), QByteArray());
+    QCOMPARE(failureOf([&] { create(u"old"_s); }), u"Unsafe or unreadable file "_s + tree.path(u"old"_s));
+    QCOMPARE(tree.read(u"old"_s), QByteArray("old"));
+}
+
+void TestSafeFiles::everyStepRefusesAfterTheDeadline()
+{
+    const TempTree tree;
+    const QString file = tree.write(u"file"_s, "content");
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    const QString expired = u"Asset import deadline expired"_s;
+    throwIfExpired(kForever);
+    QCOMPARE(failureOf([] { throwIfExpired(kPassed); }), expired);
+    QCOMPARE(failureOf([&] { requireDirectory(tree.path(u"new"_s), true, kPassed); }), expired);
+    QCOMPARE(failureOf([&] { requireDirectoryIn(root, u"new"_s, true, kPassed); }), expired);
+    QCOMPARE(failureOf([&] { requireRoot(tree.path(), false, true, kPassed); }), expired);
+    QCOMPARE(
+        failureOf([&] { openSafe(file, Access::Read, Disposition::OpenExisting, kPassed, Sharing::Read); }), expired);
+    QCOMPARE(failureOf([&] { lockRoot(root, true, kPassed); }), expired);
+    QCOMPARE(
+        failureOf([&] {
+            FileHandle source = openedForReading(file);
+            FileHandle nowhere;
+            hashFile(source, nowhere, u"file"_s, kPassed);
+        }),
+        expired);
+    QCOMPARE(tree.listing(), QStringList{u"file"_s});
+}
+
+void TestSafeFiles::locksAtOnceOrNotAtAll()
+{
+    const TempTree tree;
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    const auto failureFor = [&](bool exclusive) { return failureOf([&] { lockRoot(root, exclusive, kForever); }); };
+    const QString busy = u"Another asset operation is running"_s;
+    {
+        const FileHandle exclusive = lockRoot(root, true, kForever);
+        QCOMPARE(failureFor(true), busy);
+        QCOMPARE(failureFor(false), busy);
+    }
+    const FileHandle shared = lockRoot(root, false, kForever);
+    QCOMPARE(failureFor(false), QString());
+    QCOMPARE(failureFor(true), busy);
+}
+
+void TestSafeFiles::locksAcrossProcessesAndNotThroughChildren()
+{
+    const TempTree tree;
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    const auto lockedByAnotherProcess = [&] {
+        return QProcess::execute(u"flock"_s, {u"-n"_s, tree.path(u".asset-import.lock"_s), u"true"_s}) == 0;
+    };
+    QProcess child;
+    {
+        const FileHandle lock = lockRoot(root, true, kForever);
+        QVERIFY(!lockedByAnotherProcess());
+        child.start(u"sleep"_s, {u"60"_s});
+        QVERIFY(child.waitForStarted());
+    }
+    // The child lives on; were the lock's handle in it, the lock would still be held.
+    QVERIFY(lockedByAnotherProcess());
+    QCOMPARE(failureOf([&] { lockRoot(root, true, kForever); }), QString());
+    child.kill();
+    QVERIFY(child.waitForFinished());
+}
+
+void TestSafeFiles::keepsAndReusesTheLockFile()
+{
+    const TempTree tree;
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    lockRoot(root, true, kForever).close();
+    struct stat first = {};
+    struct stat second = {};
+    const QByteArray path = tree.path(u".asset-import.lock"_s).toUtf8();
+    QCOMPARE(::stat(path.constData(), &first), 0);
+    lockRoot(root, false, kForever).close();
+    QCOMPARE(::stat(path.constData(), &second), 0);
+    QCOMPARE(second.st_ino, first.st_ino);
+    QCOMPARE(tree.listing(), QStringList{u".asset-import.lock"_s});
+}
+
+void TestSafeFiles::refusesALinkAsLockFile()
+{
+    const TempTree tree;
+    tree.link(u"elsewhere"_s, u".asset-import.lock"_s);
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    QCOMPARE(
+        failureOf([&] { lockRoot(root, true, kForever); }),
+        u"Unsafe or unreadable file "_s + tree.path(u".asset-import.lock"_s));
+    QVERIFY(!tree.exists(u"elsewhere"_s));
+}
+
+void TestSafeFiles::hashesAndCopiesInOnePass_data()
+{
+    QTest::addColumn<qint64>("size");
+    for (const qint64 size : {qint64(0), qint64(1), kBlockBytes - 1, kBlockBytes, kBlockBytes + 1, 3 * kBlockBytes})
+        QTest::addRow("%lld bytes", static_cast<long long>(size)) << size;
+}
+
+void TestSafeFiles::hashesAndCopiesInOnePass()
+{
+    QFETCH(qint64, size);
+    const TempTree tree;
+    QByteArray content(size, '\0');
+    for (qint64 i = 0; i < size; ++i)
+        content[i] = static_cast<char>(i * 7 + i / 1000);
+    FileHandle source = openedForReading(tree.write(u"source"_s, content));
+    FileHandle copy = openSafe(tree.path(u"copy"_s), Access::Write, Disposition::CreateNew, kForever, Sharing::None);
+    const HashResult result = hashFile(source, copy, u"source"_s, kForever);
+    QCOMPARE(result.size, size);
+    QCOMPARE(result.sha256, sha256Of(content));
+    QCOMPARE(tree.read(u"copy"_s), content);
+    QCOMPARE(hashOnly(openedForReading(tree.path(u"source"_s))).sha256, sha256Of(content));
+}
+
+void TestSafeFiles::refusesAFileAboveTheLimit()
+{
+    const TempTree tree;
+    const QString path = tree.write(u"large"_s, "");
+    constexpr qint64 kLimit = 17179869184;
+    QVERIFY(QFile::resize(path, kLimit + 1));
+    QCOMPARE(
+        failureOf([&] { hashOnly(openedForReading(path), u"dir/large"_s); }),
+        u"Asset file exceeds 16 GiB limit: dir/large"_s);
+
+    FileHandle nowhere;
+    FileHandle atLimit = openedForReading(tree.write(u"small"_s, "12345"));
+    QCOMPARE(hashFile(atLimit, nowhere, u"small"_s, kForever, 5).size, 5);
+    FileHandle aboveLimit = openedForReading(tree.path(u"small"_s));
+    QCOMPARE(
+        failureOf([&] { hashFile(aboveLimit, nowhere, u"small"_s, kForever, 4); }),
+        u"Asset file exceeds 16 GiB limit: small"_s);
+}
+
+void TestSafeFiles::refusesAFileThatChangesWhileRead_data()
+{
+    QTest::addColumn<QString>("change");
+    for (const char* change : {"append", "truncate", "touch", "rewrite"})
+        QTest::newRow(change) << QString::fromLatin1(change);
+}
+
+void TestSafeFiles::refusesAFileThatChangesWhileRead()
+{
+    QFETCH(QString, change);
+    const TempTree tree;
+    const QString path = tree.write(u"file"_s, QByteArray(1 << 20, 'x'));
+    const QString failure = failureWhileReading(path, StoreLimits().fileBytes, [&] {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        if (change == u"append"_s)
+            QVERIFY(file.seek(file.size()) && file.write("y") == 1);
+        else if (change == u"truncate"_s)
+            QVERIFY(file.resize(file.size() - 1));
+        else if (change == u"touch"_s)
+            QCOMPARE(::futimens(file.handle(), nullptr), 0);
+        else
+            QCOMPARE(file.write("x"), 1);
+    });
+    QCOMPARE(failure, u"Asset changed while reading: name"_s);
+}
+
+void TestSafeFiles::refusesAFileThatGrowsPastTheLimitWhileRead()
+{
+    const TempTree tree;
+    constexpr qint64 kSize = 1 << 20;
+    const QString path = tree.write(u"file"_s, QByteArray(kSize, 'x'));
+    const QString failure = failureWhileReading(path, kSize, [&] {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::Append) && file.write("y") == 1);
+    });
+    QCOMPARE(failure, u"Growing asset exceeds file limit: name"_s);
+}
+
+void TestSafeFiles::reportsEveryFailedTransfer()
+{
+    const TempTree tree;
+    const QString path = tree.write(u"file"_s, "content");
+    const auto failureWith = [&](FileHandle source, FileHandle destination) {
+        return failureOf([&] { hashFile(source, destination, u"dir/name"_s, kForever); });
+    };
+    QCOMPARE(failureWith({}, {}), u"Unsafe file dir/name"_s);
+    QCOMPARE(failureWith(opened(path, O_WRONLY), {}), u"Cannot read asset dir/name"_s);
+    QCOMPARE(failureWith(opened(path, O_RDONLY), opened(u"/dev/full"_s, O_WRONLY)), u"Cannot write asset dir/name"_s);
+    // A pipe takes the bytes, but it cannot be flushed.
+    Pipe pipe;
+    QCOMPARE(failureWith(opened(path, O_RDONLY), std::move(pipe.writeEnd)), u"Cannot sync copied asset dir/name"_s);
+    QCOMPARE(
+        failureOf([&] { writeAll(opened(u"/dev/full"_s, O_WRONLY), "bytes", u"the message"_s, kForever); }),
+        u"the message"_s);
+}
+
+void TestSafeFiles::stopsWithinABlockOnceTheDeadlineHasPassed()
+{
+    const TempTree tree;
+    const QString path = tree.write(u"file"_s, QByteArray(1 << 20, 'x'));
+    Pipe pipe;
+    QString failure;
+    const QDeadlineTimer soon(200);
+    std::thread reader([&] {
+        failure = failureOf([&] {
+            FileHandle source = openedForReading(path);
+            hashFile(source, pipe.writeEnd, u"name"_s, soon);
+        });
+        pipe.writeEnd.close();
+    });
+    pipe.waitUntilFull();
+    while (!soon.hasExpired())
+        std::this_thread::yield();
+    pipe.drain();
+    reader.join();
+    QCOMPARE(failure, u"Asset import deadline expired"_s);
+}
+
+void TestSafeFiles::renamesDurablyOrThrowsTheMessage()
+{
+    const TempTree tree;
+    tree.write(u"stage/a"_s, "new");
+    tree.write(u"live/a"_s, "old");
+    const Directory stage = requireDirectory(tree.path(u"stage"_s), false, kForever);
+    const Directory live = requireDirectory(tree.path(u"live"_s), false, kForever);
+    QCOMPARE(
+        failureOf([&] {
+            commitRename({stage, u"a"_s}, {live, u"a"_s}, false, u"the message"_s);
+        }),
+        u"the message"_s);
+    QCOMPARE(tree.read(u"live/a"_s), QByteArray("old"));
+    QCOMPARE(tree.read(u"stage/a"_s), QByteArray("new"));
+    commitRename({stage, u"a"_s}, {live, u"a"_s}, true, u"the message"_s);
+    QCOMPARE(tree.read(u"live/a"_s), QByteArray("new"));
+    QCOMPARE(
+        failureOf([&] {
+            commitRename({stage, u"a"_s}, {live, u"b"_s}, false, u"the message"_s);
+        }),
+        u"the message"_s);
+    QVERIFY(!tree.exists(u"live/b"_s));
+}
+
+QTEST_GUILESS_MAIN(TestSafeFiles)
+#include "test_safe_files.moc"

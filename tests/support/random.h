@@ -1,0 +1,35 @@
+/// Numbers that look random and are the same on every machine, which the standard library's distributions are not.
+#pragma once
+
+#include <cstdint>
+
+namespace vok::test_support
+{
+
+/// A sequence of 64-bit numbers that its seed determines (the generator known as SplitMix64).
+class Random
+{
+public:
+    explicit Random(std::uint64_t seed)
+        : state_(seed)
+    {
+    }
+
+    std::uint64_t next()
+    {
+        state_ += 0x9e3779b97f4a7c15;
+        std::uint64_t mixed = state_;
+        mixed = (mixed ^ (mixed >> 30)) * 0xbf58476d1ce4e5b9;
+        mixed = (mixed ^ (mixed >> 27)) * 0x94d049bb133111eb;
+        return mixed ^ (mixed >> 31);
+    }
+
+    /// A number below `bound`, which is not zero. The lowest ones are favoured by less than one in 2^32 for bounds
+    /// below 2^32.
+    std::uint64_t below(std::uint64_t bound) { return next() % bound; }
+
+private:
+    std::uint64_t state_;
+};
+
+} // namespace vok::test_support
