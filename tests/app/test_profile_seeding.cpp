@@ -1,15 +1,15 @@
 #include "accounts/server_profile.h"
 #include "app/profile_seeding.h"
+#include "support/temp_tree.h"
 
-#include <QFile>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace vok;
+using vok::test_support::TempTree;
 
 class TestProfileSeeding : public QObject
 {
@@ -37,7 +37,7 @@ private:
         return parseProfile(store->value(u"profiles/"_s + name).toByteArray());
     }
 
-    std::unique_ptr<QTemporaryDir> folder;
+    std::unique_ptr<TempTree> tree;
     std::unique_ptr<QSettings> store;
 };
 
@@ -53,8 +53,8 @@ const ServerProfile kOwn{u"https://own.example:7443"_s, u"/own.pem"_s};
 void TestProfileSeeding::init()
 {
     store.reset();
-    folder = std::make_unique<QTemporaryDir>();
-    store = std::make_unique<QSettings>(folder->filePath(u"store.conf"_s), QSettings::IniFormat);
+    tree = std::make_unique<TempTree>();
+    store = std::make_unique<QSettings>(tree->path(u"store.conf"_s), QSettings::IniFormat);
 }
 
 void TestProfileSeeding::seedsAnEmptyStore()
@@ -159,11 +159,8 @@ void TestProfileSeeding::seedsTheSameTwice()
 
 void TestProfileSeeding::readsAListOfOneNameAndBytesThatAreNoUtf8()
 {
-    const QString path = folder->filePath(u"hand.conf"_s);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[General]\nprofileNames=B\xff\nlastProfile=\xfe\n[profiles]\nLocalhost=\xfd\n");
-    file.close();
+    const QString path =
+        tree->write(u"hand.conf"_s, "[General]\nprofileNames=B\xff\nlastProfile=\xfe\n[profiles]\nLocalhost=\xfd\n");
     QSettings hand(path, QSettings::IniFormat);
     const SeededProfiles profiles = seedProfiles(hand, u"/opt/vok/bin"_s);
     QCOMPARE(profiles.names.size(), 3);

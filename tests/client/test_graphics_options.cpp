@@ -1,8 +1,7 @@
 #include "client/graphics_options.h"
+#include "support/temp_tree.h"
 
-#include <QFile>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <limits>
@@ -10,6 +9,8 @@
 
 using namespace Qt::Literals::StringLiterals;
 using namespace vok::launcher_client;
+using vok::test_support::failureOf;
+using vok::test_support::TempTree;
 
 class TestGraphicsOptions : public QObject
 {
@@ -41,7 +42,7 @@ private Q_SLOTS:
 private:
     void write(const QByteArray& graphicsSection);
 
-    std::unique_ptr<QTemporaryDir> folder;
+    std::unique_ptr<TempTree> tree;
     std::unique_ptr<QSettings> store;
 };
 
@@ -51,16 +52,6 @@ namespace
 const QString kInvalidScale = u"Invalid saved render_scale: finite [.25,1] required; OpenGL requires 1"_s;
 const QString kInvalidFsr =
     u"Invalid saved FSR settings: preset name and sharpness [0,1] required; OpenGL requires off"_s;
-
-QString failureOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::exception& error) {
-        return QString::fromUtf8(error.what());
-    }
-    return {};
-}
 
 GraphicsOptions chosen(const QString& renderer, double scale, const QString& fsr, bool frameGeneration = false)
 {
@@ -77,19 +68,15 @@ GraphicsOptions chosen(const QString& renderer, double scale, const QString& fsr
 void TestGraphicsOptions::init()
 {
     store.reset();
-    folder = std::make_unique<QTemporaryDir>();
+    tree = std::make_unique<TempTree>();
     write({});
 }
 
 // The store is written as a file, since that is how values come back after a restart: all of them as text.
 void TestGraphicsOptions::write(const QByteArray& graphicsSection)
 {
-    const QString path = folder->filePath(u"store.conf"_s);
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("[graphics]\n" + graphicsSection);
-    file.close();
     store.reset();
+    const QString path = tree->write(u"store.conf"_s, "[graphics]\n" + graphicsSection);
     store = std::make_unique<QSettings>(path, QSettings::IniFormat);
 }
 
