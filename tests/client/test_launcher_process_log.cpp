@@ -40,7 +40,7 @@ class FullDisk
 public:
     FullDisk()
     {
-        std::signal(SIGXFSZ, SIG_IGN);
+        static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
         getrlimit(RLIMIT_FSIZE, &before);
         rlimit none = before;
         none.rlim_cur = 0;
