@@ -21,6 +21,12 @@ if(VOK_SANITIZE)
 else()
     target_compile_definitions(vok_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2 _GLIBCXX_ASSERTIONS>)
 endif()
+if(VOK_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        message(FATAL_ERROR "VOK_FUZZ needs clang, whose libFuzzer it links: use the preset fuzz")
+    endif()
+    target_compile_options(vok_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     target_link_options(vok_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
@@ -63,6 +69,22 @@ function(vok_test_environment test)
                    ENVIRONMENT
                    "QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_DATA_HOME=${home}/data;XDG_CACHE_HOME=${home}/cache;LC_ALL=C.UTF-8;ASAN_OPTIONS=detect_leaks=0;UBSAN_OPTIONS=print_stacktrace=1"
     )
+endfunction()
+
+# vok_add_fuzz_target(NAME [LINK library...]): the fuzz target NAME.cpp of the calling folder. NAME_replay runs it over the
+# seeds in fuzz/corpus/NAME, as a test of that name; where VOK_FUZZ is set, NAME is the libFuzzer program.
+function(vok_add_fuzz_target name)
+    cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+    add_executable(${name}_replay ${name}.cpp ${CMAKE_SOURCE_DIR}/fuzz/replay_main.cpp)
+    target_link_libraries(${name}_replay PRIVATE vok_options ${arg_LINK})
+    vok_register_source(${name}.cpp)
+    add_test(NAME ${name}_replay COMMAND ${name}_replay ${CMAKE_SOURCE_DIR}/fuzz/corpus/${name})
+    vok_test_environment(${name}_replay TIMEOUT 120)
+    if(VOK_FUZZ)
+        add_executable(${name} ${name}.cpp)
+        target_link_libraries(${name} PRIVATE vok_options ${arg_LINK})
+        target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    endif()
 endfunction()
 
 # vok_register_source(FILE): remembers that a target compiles FILE of the calling folder.

@@ -112,13 +112,8 @@ std::uint64_t DdsBuilder::size() const
 
 std::string DdsBuilder::build() const
 {
-    const std::uint64_t bytes = size();
     std::string image = header();
-    image.reserve(bytes + sizeof(std::uint64_t));
-    Random random(seed_);
-    while (image.size() < bytes)
-        appendLittleEndian(image, random.next());
-    image.resize(bytes);
+    Random(seed_).appendBytes(image, size() - image.size());
     return image;
 }
 

@@ -45,7 +45,9 @@ void writeLargestArchive(const std::filesystem::path& path, NameShape shape)
     for (std::uint16_t directory = 0; directory <= kSubdirectories; ++directory) {
         const std::uint64_t files = std::min(kMostFilesInDirectory, kLargestArchiveRecords - record);
         const bool root = directory == 0;
-        appendDirectory(bytes, root ? "textures" : std::string(1, 'd') + std::to_string(directory), root ? kSubdirectories : 0, files);
+        appendDirectory(
+            bytes, root ? "textures" : std::string(1, 'd') + std::to_string(directory), root ? kSubdirectories : 0,
+            files);
         for (const std::uint64_t end = record + files; record < end; ++record) {
             bytes += archiveNameField(nameOf(record, shape), 128);
             appendLittleEndian(bytes, static_cast<std::uint32_t>(kLargestArchiveBytes));

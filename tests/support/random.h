@@ -1,7 +1,10 @@
 /// Numbers that look random and are the same on every machine, which the standard library's distributions are not.
 #pragma once
 
+#include "support/little_endian.h"
+
 #include <cstdint>
+#include <string>
 
 namespace vok::test_support
 {
@@ -24,9 +27,17 @@ public:
         return mixed ^ (mixed >> 31);
     }
 
-    /// A number below `bound`, which is not zero. The lowest ones are favoured by less than one in 2^32 for bounds
-    /// below 2^32.
+    /// A number below `bound`, which is not zero. Small bounds keep the numbers as good as even.
     std::uint64_t below(std::uint64_t bound) { return next() % bound; }
+
+    void appendBytes(std::string& bytes, std::uint64_t count)
+    {
+        const std::size_t end = bytes.size() + count;
+        bytes.reserve(end + sizeof(std::uint64_t));
+        while (bytes.size() < end)
+            appendLittleEndian(bytes, next());
+        bytes.resize(end);
+    }
 
 private:
     std::uint64_t state_;

@@ -1,0 +1,293 @@
+"""Imports and repairs under faults: a failing call, a full disk, a kill at any moment, a source that changes.
+
+usage: test_store_faults.py TOOL [unittest's own arguments]
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import struct
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+import injection
+from store_checker import Root, files_below, manifest_of
+
+TOOL = sys.argv.pop(1) if len(sys.argv) > 1 else ""
+
+# The calls by which an operation changes the disk: it is killed at each, and each is made to fail.
+CHANGING = ("openat", "write", "fsync", "mkdirat", "renameat", "renameat2", "unlinkat", "flock")
+ERRORS = ("EIO", "ENOSPC")
+
+
+def archive():
+    content = b"pixels"
+    record = struct.pack("<64sHH", b"textures", 0, 1) + struct.pack("<128sII", b"a.dds", 6 + 68 + 136, len(content))
+    return b"QOMB\x01\x00" + record + content
+
+
+class StoreFaults(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="store-faults-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.source = self.folder / "game"
+        for path, content in {"textures_1.dat": archive(), "dir/Işık/gölge.dat": b"shadow", "dir/big.bin": b"x" * 300000,
+                              "readme.txt": b"read me"}.items():
+            (self.source / path).parent.mkdir(parents=True, exist_ok=True)
+            (self.source / path).write_bytes(content)
+        self.root = self.folder / "store"
+        self.import_command = [TOOL, "import", str(self.source), str(self.root)]
+        self.repair_command = [TOOL, "repair", str(self.source), str(self.root)]
+        self.verify_command = [TOOL, "verify", str(self.root)]
+        self.expected = manifest_of(self.source)
+
+    # Set-ups ---------------------------------------------------------------------------------------------------
+
+    def forget_root(self):
+        shutil.rmtree(self.root, ignore_errors=True)
+
+    def damaged_store(self):
+        """A finished store with one file changed, one missing and one in a directory that is gone."""
+        self.forget_root()
+        self.assertEqual(injection.run(self.import_command).code, 0)
+        (self.root / "assets/readme.txt").write_bytes(b"damaged")
+        (self.root / "assets/textures_1.dat").unlink()
+        shutil.rmtree(self.root / "assets/dir")
+        self.damage = files_below(self.root / "assets")
+
+    def points(self, command, prepare, calls=CHANGING):
+        """Every call of a plain run of `command` that touches the installation root."""
+        prepare()
+        found = [point for point in injection.recorded(command, str(self.root)) if point[0] in calls]
+        self.assertTrue(found)
+        return found
+
+    def ordinal(self, command, call, pattern):
+        """The ordinal of the first `call` of a plain run of `command` whose line matches `pattern`."""
+        for name, when, line in injection.recorded(command, str(self.folder)):
+            if name == call and re.search(pattern, line):
+                return when
+        self.fail(f"no {call} that matches {pattern}")
+
+    # Looks -----------------------------------------------------------------------------------------------------
+
+    def assert_no_store(self, where):
+        look = Root(self.root)
+        self.assertEqual((look.has_manifest, look.has_assets, look.stages, look.strangers), (False, False, [], []), where)
+
+    def assert_whole_store(self, where):
+        look = Root(self.root)
+        self.assertEqual(look.manifest, self.expected, where)
+        self.assertEqual(sorted(look.files), sorted(self.expected), where)
+        self.assertTrue(all(look.proves(path) for path in look.files), where)
+
+    def assert_import_refused(self, outcome, message):
+        self.assertEqual(outcome.errors, [message], outcome.stderr)
+        self.assert_no_store(message)
+
+    # Imports ---------------------------------------------------------------------------------------------------
+
+    def test_import_killed_at_any_call_leaves_a_state_that_has_a_way_on(self):
+        kills = 0
+        for call, when, line in self.points(self.import_command, self.forget_root):
+            self.forget_root()
+            outcome = injection.injected(self.import_command, call, when, "signal=SIGKILL")
+            self.assertTrue(outcome.killed, line)
+            kills += 1
+            look = Root(self.root)
+            self.assertEqual(look.strangers, [], line)
+            if look.has_assets:
+                self.assert_whole_store(line)
+            elif look.has_manifest:
+                self.assertEqual(look.manifest, self.expected, line)
+                self.assertEqual(injection.run(self.repair_command).code, 0, line)
+            else:
+                self.assertEqual(injection.run(self.import_command).code, 0, line)
+            self.assert_whole_store(line)
+            self.assertEqual(injection.run(self.verify_command).code, 0, line)
+        print(f"import: {kills} kills")
+
+    def test_import_with_any_failing_call_makes_a_store_or_says_why_not(self):
+        faults = 0
+        for call, when, line in self.points(self.import_command, self.forget_root):
+            for error in ERRORS:
+                for span in (f"{when}", f"{when}+"):
+                    self.forget_root()
+                    where = f"{error} at {span}: {line}"
+                    outcome = injection.injected(self.import_command, call, span, f"error={error}")
+                    faults += 1
+                    if outcome.code == 0:
+                        # Only the removal of what is not needed any more may fail without a word.
+                        self.assertIn(call, ("unlinkat", "openat"), where)
+                        self.assertIn(".asset-stage-", line, where)
+                        self.assert_whole_store(where)
+                        continue
+                    self.assertEqual(outcome.code, 1, where)
+                    if not (call == "write" and span.endswith("+")):  # there the report could not be written either
+                        self.assertEqual(len(outcome.errors), 1, where)
+                    look = Root(self.root)
+                    self.assertFalse(look.has_assets and not look.has_manifest, where)
+                    if call != "unlinkat" and not (call == "openat" and span.endswith("+")):
+                        self.assert_no_store(where)
+        print(f"import: {faults} faults")
+
+    def test_messages_of_failing_calls(self):
+        rows = (
+            ("mkdirat", r"\.asset-stage-[0-9a-f]{32}\"", "error=ENOSPC", "Cannot create asset staging directory"),
+            ("write", r"readme\.txt", "error=ENOSPC", "Cannot write asset readme.txt"),
+            ("write", r"readme\.txt", "retval=0", "Cannot write asset readme.txt"),
+            ("read", r"store/\.asset-stage|game/readme\.txt", "error=EIO", "Cannot read asset readme.txt"),
+            ("fsync", r"readme\.txt", "error=EIO", "Cannot sync copied asset readme.txt"),
+            ("fsync", r"assets/dir/[^/]*>", "error=EIO", "Cannot sync copied asset dir/Işık"),
+            ("write", r"asset-manifest\.json", "error=ENOSPC", "Cannot write asset manifest"),
+            ("write", r"asset-manifest\.json", "retval=0", "Cannot write asset manifest"),
+            ("fsync", r"asset-manifest\.json", "error=EIO", "Cannot sync asset manifest"),
+            ("renameat2", r"asset-manifest\.json", "error=EIO", "Cannot commit asset manifest"),
+            ("renameat2", r"\"assets\"", "error=EIO", "Cannot atomically commit imported assets"),
+            ("lseek", r"textures_1\.dat", "error=ESPIPE", "Cannot inspect original asset archive"),
+        )
+        for call, pattern, what, message in rows:
+            with self.subTest(call=call, message=message):
+                self.forget_root()
+                when = self.ordinal(self.import_command, call, pattern)
+                self.forget_root()
+                outcome = injection.injected(self.import_command, call, when, what)
+                self.assert_import_refused(outcome, message)
+
+    def test_a_rename_that_cannot_be_flushed_is_taken_back(self):
+        flushes = []
+        self.forget_root()
+        for call, when, line in injection.recorded(self.import_command, str(self.root)):
+            if call == "fsync" and f"<{self.root}>" in line:
+                flushes.append(when)
+        # The root is flushed after each of the two renames.
+        for when, message in zip(flushes[-2:], ("Cannot commit asset manifest",
+                                                "Cannot atomically commit imported assets")):
+            self.forget_root()
+            outcome = injection.injected(self.import_command, "fsync", when, "error=EIO")
+            self.assert_import_refused(outcome, message)
+
+    def test_a_deadline_that_passes_after_the_first_rename_removes_the_manifest(self):
+        command = [*self.import_command, "--deadline-ms", "4000"]
+        outcome = injection.injected(command, "renameat2", 1, "delay_exit=5000000")
+        self.assert_import_refused(outcome, "Asset import deadline expired")
+
+    def test_a_source_that_changes_between_scan_and_copy_makes_no_store(self):
+        command = ["strace", "-f", "-qq", "-o", os.devnull, "-e", "trace=mkdirat",
+                   "-e", "inject=mkdirat:delay_exit=3000000:when=" + str(self.stage_ordinal()), *self.import_command]
+        self.forget_root()
+        outcome = []
+        worker = threading.Thread(target=lambda: outcome.append(injection.run(command)))
+        worker.start()
+        while not (self.root.is_dir() and Root(self.root).stages):
+            time.sleep(0.01)
+        (self.source / "readme.txt").write_bytes(b"read ME")
+        worker.join()
+        self.assert_import_refused(outcome[0], "Selected source differs from trusted manifest: readme.txt")
+
+    def stage_ordinal(self):
+        return self.ordinal(self.import_command, "mkdirat", r"\.asset-stage-[0-9a-f]{32}\"")
+
+    def test_a_file_system_without_exclusive_rename_gets_its_store_too(self):
+        for error in ("EINVAL", "ENOSYS"):
+            self.forget_root()
+            outcome = injection.injected(self.import_command, "renameat2", "1+", f"error={error}")
+            self.assertEqual(outcome.code, 0, outcome.errors)
+            self.assert_whole_store(error)
+            self.assertEqual(Root(self.root).stages, [])
+
+    def test_on_such_a_file_system_a_kill_or_fault_leaves_a_way_on(self):
+        def command(extra):
+            return ["strace", "-f", "-qq", "-o", os.devnull, "-e", "trace=renameat2,linkat,mkdirat,renameat,unlinkat",
+                    "-e", "inject=renameat2:error=EINVAL", *extra, *self.import_command]
+
+        for call, when in (("linkat", 1), ("unlinkat", 1), ("renameat", 1)):
+            for what in ("signal=SIGKILL", "error=EIO"):
+                self.forget_root()
+                outcome = injection.run(command(["-e", f"inject={call}:{what}:when={when}"]))
+                look = Root(self.root)
+                where = f"{what} at {call}"
+                self.assertFalse(look.has_assets and not look.has_manifest, where)
+                if not outcome.killed:
+                    self.assertEqual(outcome.code, 1, where)
+                    self.assert_no_store(where)
+                following = self.repair_command if look.has_manifest else self.import_command
+                self.assertEqual(injection.run(following).code, 0, where)
+                self.assert_whole_store(where)
+
+    # Verification ----------------------------------------------------------------------------------------------
+
+    def test_a_manifest_that_cannot_be_read_is_told(self):
+        self.assertEqual(injection.run(self.import_command).code, 0)
+        when = self.ordinal(self.verify_command, "read", r"asset-manifest\.json")
+        for what in ("error=EIO", "retval=10"):
+            outcome = injection.injected(self.verify_command, "read", when, what)
+            self.assertEqual(outcome.errors, ["Cannot read manifest"])
+
+    # Repairs ---------------------------------------------------------------------------------------------------
+
+    def look_after_broken_repair(self, where):
+        """Every file is right or as it was before, nothing else appeared, and the manifest is untouched."""
+        look = Root(self.root)
+        self.assertEqual(look.manifest, self.expected, where)
+        self.assertEqual(look.strangers, [], where)
+        for path, content in look.files.items():
+            self.assertTrue(look.proves(path) or content == self.damage.get(path), f"{path}: {where}")
+        return look
+
+    def test_repair_killed_at_any_call_can_be_taken_up_again(self):
+        kills = 0
+        for call, when, line in self.points(self.repair_command, self.damaged_store):
+            self.damaged_store()
+            outcome = injection.injected(self.repair_command, call, when, "signal=SIGKILL")
+            self.assertTrue(outcome.killed, line)
+            kills += 1
+            self.look_after_broken_repair(line)
+            self.assertEqual(injection.run(self.repair_command).code, 0, line)
+            self.assert_whole_store(line)
+        print(f"repair: {kills} kills")
+
+    def test_repair_with_any_failing_call_says_so_and_can_be_taken_up_again(self):
+        faults = 0
+        for call, when, line in self.points(self.repair_command, self.damaged_store):
+            for error in ERRORS:
+                self.damaged_store()
+                where = f"{error}: {line}"
+                outcome = injection.injected(self.repair_command, call, when, f"error={error}")
+                faults += 1
+                look = self.look_after_broken_repair(where)
+                if outcome.code == 0:
+                    self.assertIn(call, ("unlinkat", "openat"), where)
+                    self.assert_whole_store(where)
+                else:
+                    self.assertEqual((outcome.code, len(outcome.errors)), (1, 1), where)
+                    if call != "unlinkat":
+                        self.assertEqual(look.stages, [], where)
+                self.assertEqual(injection.run(self.repair_command).code, 0, where)
+                self.assert_whole_store(where)
+        print(f"repair: {faults} faults")
+
+    def test_messages_of_a_failing_repair(self):
+        rows = (
+            ("mkdirat", r"\.asset-stage-[0-9a-f]{32}\"", "error=ENOSPC", "Cannot create asset staging directory"),
+            ("renameat", r"readme\.txt", "error=EIO", "Cannot commit repaired asset readme.txt"),
+            ("fsync", r"store/assets/dir/[^/]*>", "error=EIO", "Cannot commit repaired asset dir/Işık"),
+        )
+        for call, pattern, what, message in rows:
+            with self.subTest(call=call, message=message):
+                self.damaged_store()
+                when = self.ordinal(self.repair_command, call, pattern)
+                self.damaged_store()
+                self.assertEqual(injection.injected(self.repair_command, call, when, what).errors, [message])
+
+
+if __name__ == "__main__":
+    if not os.access(TOOL, os.X_OK):
+        sys.exit(__doc__)
+    unittest.main(verbosity=2)
