@@ -192,6 +192,8 @@ QWidget* Launcher::buildAdvancedTab()
     auto* area = new QScrollArea;
     area->setFrameShape(QFrame::NoFrame);
     area->setWidgetResizable(true);
+    // No stop of its own for the Tab key: what takes the focus inside is scrolled into sight.
+    area->setFocusPolicy(Qt::NoFocus);
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->addWidget(buildInstallationGroup());

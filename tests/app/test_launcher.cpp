@@ -46,6 +46,8 @@ private Q_SLOTS:
     void showsMarkupInAFailureLiterally();
     void reportsAFailureInACallOfTheGuardOnly();
     void endsTheProgramInsteadWhereErrorsAreEchoed();
+    void endsTheProgramWhenClosed();
+    void diesInPeaceWithEverythingRunning();
     void refusesAssetWorkWhileARequestRuns();
     void opensSettingsFromTheHeader();
     void timesEachLogLine();
@@ -326,6 +328,34 @@ void TestLauncher::endsTheProgramInsteadWhereErrorsAreEchoed()
     QCOMPARE(QApplication::exec(), 1);
     QCOMPARE(player.seen.size(), 0);
     QCOMPARE(window.status(), u"Disk doldu"_s);
+}
+
+void TestLauncher::endsTheProgramWhenClosed()
+{
+    LauncherWindow window;
+    window.press("settingsButton");
+    QTimer::singleShot(0, &window.launcher, &QWidget::close);
+    QCOMPARE(QApplication::exec(), 0);
+}
+
+void TestLauncher::diesInPeaceWithEverythingRunning()
+{
+    auto window = std::make_unique<LauncherWindow>();
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    int calls = 0;
+    QNetworkReply* reply =
+        window->access.network().get(QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))));
+    connect(reply, &QNetworkReply::finished, &window->launcher, [&] { ++calls; });
+    auto* process = new QProcess(&window->launcher);
+    connect(process, &QProcess::finished, &window->launcher, [&] { ++calls; });
+    connect(process, &QProcess::errorOccurred, &window->launcher, [&] { ++calls; });
+    process->start(u"sleep"_s, {u"60"_s});
+    QVERIFY(process->waitForStarted());
+    window->press("settingsButton");
+    window.reset();
+    QCoreApplication::processEvents();
+    QCOMPARE(calls, 0);
 }
 
 void TestLauncher::refusesAssetWorkWhileARequestRuns()
