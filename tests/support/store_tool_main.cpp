@@ -6,13 +6,13 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <sys/resource.h>
-
 #include <cstdio>
+#include <stdexcept>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace vok::launcher_assets;
@@ -37,12 +37,19 @@ Report performed(const QStringList& words, QDeadlineTimer deadline)
     throw std::invalid_argument("usage: vok-store-tool import SOURCE ROOT | repair SOURCE ROOT | verify ROOT | idle");
 }
 
+/// Of this program alone: getrusage's figure goes on from the process that started it.
 qint64 peakMemoryBytes()
 {
+    QFile status(u"/proc/self/status"_s);
+    if (!status.open(QIODevice::ReadOnly))
+        throw std::runtime_error("cannot read /proc/self/status");
     constexpr qint64 kKibibyte = 1024;
-    rusage usage = {};
-    ::getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss * kKibibyte;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.startsWith("VmHWM:"))
+            return line.simplified().split(' ').at(1).toLongLong() * kKibibyte;
+    }
+    throw std::runtime_error("/proc/self/status tells no VmHWM");
 }
 
 } // namespace

@@ -1,0 +1,16 @@
+/// Addresses of the community's own services. They lie in a reserved domain until the owner names real ones.
+#pragma once
+
+#include <QLatin1String>
+
+namespace vok::addresses
+{
+
+/// Origin of the public account service.
+inline constexpr QLatin1StringView kPublicAccountService("https://auth.tarvun-selvira.example:7443");
+/// The web page that is opened where the original guide is not to be found.
+inline constexpr QLatin1StringView kCommunityPage("https://tarvun-selvira.example/");
+/// Origin of a local server whose port nobody has changed.
+inline constexpr QLatin1StringView kLocalAccountService("https://localhost:7443");
+
+} // namespace vok::addresses

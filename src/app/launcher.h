@@ -1,0 +1,202 @@
+/// The launcher's one window and the owner of all its state: settings, network, session and worker threads.
+///
+/// Its methods stand in files of their own, each beside its subject: launcher.cpp and launcher_pages.cpp here, the
+/// others as launcher_*.cpp in accounts/, client/ and assets/. A handler reports any failure by throwing; the guard of
+/// addActionButton shows it. All of it runs on the user-interface thread.
+#pragma once
+
+#include <QImage>
+#include <QList>
+#include <QNetworkAccessManager>
+#include <QSettings>
+#include <QWidget>
+
+#include <functional>
+
+class QBoxLayout;
+class QCheckBox;
+class QComboBox;
+class QDialog;
+class QDoubleSpinBox;
+class QFormLayout;
+class QLabel;
+class QLineEdit;
+class QNetworkReply;
+class QPlainTextEdit;
+class QProgressBar;
+class QPushButton;
+class QSpinBox;
+class QStackedWidget;
+class QThread;
+
+namespace vok::launcher_assets
+{
+struct Report;
+}
+
+namespace vok::launcher_client
+{
+struct GraphicsOptions;
+}
+
+namespace vok
+{
+
+struct AssetOutcome;
+
+class Launcher : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Launcher)
+
+public:
+    /// Builds the window from the settings store. Throws std::runtime_error where a saved graphics value is not valid.
+    Launcher();
+
+    /// Waits without limit for running asset work, whose result is then dropped, and overwrites the session.
+    ~Launcher() override;
+
+    /// Seeds and fills the profile selector and shows the first page. To be called once, before the window is shown.
+    void open();
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    friend struct LauncherTestAccess; // tests reach what a player cannot: the session, the skin, the busy rule
+
+    // Construction, in the order of its calls.
+    void buildSettings();
+    QWidget* buildGraphicsTab(const launcher_client::GraphicsOptions& saved);
+    void addRendererRows(QFormLayout* form, const launcher_client::GraphicsOptions& saved);
+    void addQualityRows(QFormLayout* form, const launcher_client::GraphicsOptions& saved);
+    void addScreenRows(QFormLayout* form, const launcher_client::GraphicsOptions& saved);
+    QWidget* buildAdvancedTab();
+    QWidget* buildInstallationGroup();
+    QWidget* buildMappingGroup();
+    QWidget* buildDiagnosticsGroup();
+    void buildWindow();
+    QBoxLayout* buildHeader();
+    QWidget* buildInstallPage();
+    QWidget* buildLoginPage();
+    QFormLayout* buildLoginForm();
+    QWidget* buildPlayPage();
+
+    /// Makes a button in `layout` whose click runs `handler` inside the guard.
+    QPushButton* addActionButton(
+        QBoxLayout* layout, const QString& caption, const QString& objectName, std::function<void()> handler);
+
+    /// Runs `action`; the text of a std::exception goes to reportFailure. Nothing else may stand between Qt and code
+    /// that throws.
+    void guarded(const std::function<void()>& action);
+
+    /// Ends asset work, whether or not any ran, and tells the player `text` in the status line, the log and a message
+    /// box.
+    void reportFailure(const QString& text);
+
+    /// Adds `text` with the present UTC time to the log views.
+    void logLine(const QString& text);
+
+    /// The same for each of `texts`; of more than the views hold, only the last.
+    void logLines(const QStringList& texts);
+
+    /// Shows the page that follows from the manifest file and the session. Nothing is verified here.
+    void refreshPages();
+
+    /// Throws std::runtime_error while asset work or an HTTPS request runs.
+    void requireIdle() const;
+    void startAssetWork();
+    void endAssetWork();
+
+    /// Sets what the skin's actions allow on the current page. Does nothing before there is a skin.
+    void updateSkinActions();
+
+    /// Throws the text that stands in for an action which this version does not have.
+    [[noreturn]] void refuseUnfinishedAction() const;
+
+    // accounts/launcher_profiles.cpp, accounts/launcher_account.cpp
+    void restoreProfiles();
+    void changeProfile();
+    /// Overwrites and drops the session. The page stays; callers go on with refreshPages.
+    void clearSession();
+
+    // client/launcher_settings_dialog.cpp
+    launcher_client::GraphicsOptions chosenGraphics() const;
+    void refreshFsrControls();
+    void saveSettings();
+    /// Writes the whole of the settings dialog to the store. Throws std::runtime_error, with nothing written, where
+    /// OpenGL is combined with what it does not have.
+    void persistSettings();
+
+    // client/launcher_process_log.cpp
+    void saveDiagnostics();
+
+    // assets/launcher_asset_tasks.cpp
+    /// Runs `work` on a thread of its own; after a clean result `after`, where there is one, runs on this thread.
+    /// Throws std::runtime_error while other asset work or an HTTPS request runs.
+    void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after);
+    void finishAssetTask(const AssetOutcome& outcome, const std::function<void()>& after);
+    void importAssets(bool installer);
+    void verifyAssets(bool repair);
+
+    QSettings settings;
+    QNetworkAccessManager network;
+    QByteArray sessionToken; ///< empty: logged out; its buffer is shared with nobody
+    bool assetBusy = false;
+    bool echoToStderr = false; ///< the log goes to standard error too, and a failure ends the program
+    int requestTimeoutMs = 60000;
+    QList<QThread*> workers;
+    QList<QNetworkReply*> activeReplies;
+    QString sessionAuth; ///< origin that issued sessionToken
+    QImage skinImage;    ///< the painted background; null: no skin
+
+    struct GraphicsControls
+    {
+        QComboBox* renderer = nullptr;
+        QDoubleSpinBox* renderScale = nullptr;
+        QComboBox* upscaler = nullptr;
+        QDoubleSpinBox* fsrSharpness = nullptr;
+        QCheckBox* frameGeneration = nullptr;
+        QComboBox* appearance = nullptr;
+        QComboBox* rayTracing = nullptr;
+        QComboBox* rtStyle = nullptr;
+        QComboBox* textureDetail = nullptr;
+        QComboBox* lightmapDetail = nullptr;
+        QSpinBox* width = nullptr;
+        QSpinBox* height = nullptr;
+        QCheckBox* fullscreen = nullptr;
+        QSpinBox* volume = nullptr;
+    };
+
+    QDialog* settingsDialog = nullptr;
+    GraphicsControls graphics;
+    QLineEdit* installRoot = nullptr;
+    QLineEdit* assetSource = nullptr;
+    QLineEdit* extractor = nullptr;
+    QLineEdit* modelMap = nullptr;
+    QLineEdit* audioPath = nullptr;
+    QLineEdit* soundMap = nullptr;
+    QPlainTextEdit* diagnosticLogs = nullptr;
+    QStackedWidget* pages = nullptr;
+    QWidget* installPage = nullptr;
+    QCheckBox* hostAfterInstall = nullptr;
+    QLabel* installLabel = nullptr;
+    QWidget* loginPage = nullptr;
+    QComboBox* profiles = nullptr;
+    QLineEdit* username = nullptr;
+    QLineEdit* password = nullptr;
+    QWidget* playPage = nullptr;
+    QLabel* account = nullptr;
+    QPushButton* playButton = nullptr;
+    QLabel* status = nullptr;
+    QProgressBar* progress = nullptr;
+
+    // Set together with skinImage.
+    QWidget* primaryPanel = nullptr;
+    QWidget* worldPanel = nullptr;
+    QPushButton* loginAction = nullptr;
+    QPlainTextEdit* skinLog = nullptr;
+};
+
+} // namespace vok

@@ -1,0 +1,87 @@
+#include "app/launcher.h"
+
+#include <QDateTime>
+#include <QDialog>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vok
+{
+namespace
+{
+
+constexpr int kMostLogBlocks = 5000;
+constexpr int kSmallestLogHeight = 160;
+
+// A failed flush is tested by itself: Qt 6.4's commit overlooks it, and would put an empty file in the place of the old
+// one.
+bool writeWhole(QSaveFile& file, const QByteArray& bytes)
+{
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() && file.commit();
+}
+
+} // namespace
+
+QWidget* Launcher::buildDiagnosticsGroup()
+{
+    auto* group = new QGroupBox(u"Tanılama"_s);
+    auto* column = new QVBoxLayout(group);
+    diagnosticLogs = new QPlainTextEdit;
+    diagnosticLogs->setObjectName(u"diagnosticLogs"_s);
+    diagnosticLogs->setAccessibleName(group->title());
+    diagnosticLogs->setReadOnly(true);
+    diagnosticLogs->setTabChangesFocus(true);
+    diagnosticLogs->setMinimumHeight(kSmallestLogHeight);
+    diagnosticLogs->setMaximumBlockCount(kMostLogBlocks);
+    column->addWidget(diagnosticLogs);
+
+    auto* row = new QHBoxLayout;
+    row->addStretch();
+    addActionButton(row, u"Tanılama kaydet"_s, u"saveDiagnostics"_s, [this] { saveDiagnostics(); });
+    column->addLayout(row);
+    return group;
+}
+
+void Launcher::logLine(const QString& text)
+{
+    logLines({text});
+}
+
+void Launcher::logLines(const QStringList& texts)
+{
+    const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
+    QStringList lines;
+    // A damaged store has up to 200000 entries to tell of. What would fall out of the view at once is not put into it.
+    for (const QString& text : texts.last(std::min<qsizetype>(texts.size(), kMostLogBlocks)))
+        lines.append(time + u' ' + text);
+    if (lines.isEmpty())
+        return;
+    diagnosticLogs->appendPlainText(lines.join(u'\n'));
+    if (skinLog != nullptr)
+        skinLog->appendPlainText(lines.join(u'\n'));
+    if (echoToStderr)
+        static_cast<void>(std::fprintf(stderr, "%s\n", qUtf8Printable(lines.join(u'\n'))));
+}
+
+void Launcher::saveDiagnostics()
+{
+    const QString path = QFileDialog::getSaveFileName(settingsDialog, u"Diagnostics"_s, u"vok-diagnostics.txt"_s);
+    if (path.isEmpty())
+        return;
+    QSaveFile file(path);
+    if (!writeWhole(file, diagnosticLogs->toPlainText().toUtf8()))
+        throw std::runtime_error("Cannot save diagnostics");
+}
+
+} // namespace vok

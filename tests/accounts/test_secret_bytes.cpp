@@ -1,0 +1,45 @@
+#include "accounts/secret_bytes.h"
+
+#include <QTest>
+
+#include <algorithm>
+
+using namespace vok;
+
+class TestSecretBytes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void copiesIntoABufferOfItsOwn();
+    void overwritesTheVeryBufferThatHeldTheBytes();
+    void overwritesEmptyBytesWithoutHarm();
+};
+
+void TestSecretBytes::copiesIntoABufferOfItsOwn()
+{
+    const QByteArray source(64, 'a');
+    const QByteArray copy = ownedCopy(source);
+    QCOMPARE(copy, source);
+    QVERIFY(copy.constData() != source.constData());
+}
+
+void TestSecretBytes::overwritesTheVeryBufferThatHeldTheBytes()
+{
+    QByteArray secret = ownedCopy("0123456789abcdef");
+    const char* const held = secret.constData();
+    overwrite(secret);
+    QVERIFY(secret.isEmpty());
+    QCOMPARE(secret.constData(), held);
+    QVERIFY(std::all_of(held, held + 16, [](char byte) { return byte == '\0'; }));
+}
+
+void TestSecretBytes::overwritesEmptyBytesWithoutHarm()
+{
+    QByteArray secret;
+    overwrite(secret);
+    QVERIFY(secret.isEmpty());
+}
+
+QTEST_APPLESS_MAIN(TestSecretBytes)
+#include "test_secret_bytes.moc"
