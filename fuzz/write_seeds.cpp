@@ -2,6 +2,7 @@
 
 #include "support/archive_builder.h"
 #include "support/dds_builder.h"
+#include "support/manifest_builder.h"
 
 #include <exception>
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 
+using namespace Qt::Literals::StringLiterals;
 using namespace vok::test_support;
 
 namespace
@@ -45,6 +47,36 @@ void writeArchiveSeeds(const std::filesystem::path& folder)
     write(folder, "other-version", ArchiveBuilder().withVersion(2).build());
 }
 
+void writeManifestSeeds(const std::filesystem::path& folder)
+{
+    const auto seed = [&](const std::string& name, const ManifestBuilder& manifest) {
+        write(folder, name, manifest.bytes().toStdString());
+    };
+    seed("two-files", ManifestBuilder().entry(u"a"_s).entry(u"b/ş"_s, qint64(17179869184)));
+    seed("extra-keys", ManifestBuilder().entry(u"a"_s).top(u"signature"_s, u"x"_s));
+    seed("no-entries", ManifestBuilder());
+    seed("other-format", ManifestBuilder().entry(u"a"_s).top(u"format"_s, 2));
+    seed("bad-path", ManifestBuilder().entry(u"a/../b"_s));
+    seed("bad-size", ManifestBuilder().entry(u"a"_s, 1.5));
+    seed("bad-hash", ManifestBuilder().entry(u"a"_s, 0, u"ABC"_s));
+    seed("same-path", ManifestBuilder().entry(u"\u00e9"_s).entry(u"e\u0301"_s));
+    seed("file-as-directory", ManifestBuilder().entry(u"a"_s).entry(u"A/b"_s));
+    write(
+        folder, "half-a-surrogate",
+        R"({"files":[{"path":"\ud800","size":0,"sha256":")" + std::string(kEmptySha256)
+            + R"("}],"format":1,"trust":"user-selected-local-snapshot"})");
+}
+
+void writeLineSeeds(const std::filesystem::path& folder)
+{
+    write(folder, "plain", std::string("\0\3", 2) + "first line\nsecond\r\n\r\r\nlast");
+    write(folder, "secret", std::string("\6\2", 2) + "secretthe secretsecret is sec\nret\n");
+    write(folder, "secret-with-newline", std::string("\3\1", 2) + "a\nbxa\nby\n");
+    write(folder, "not-utf8", std::string("\0\377", 2) + "bad \xff\xc3 bytes\n");
+    write(folder, "longest-line", std::string("\0\377", 2) + std::string(65536, 'x') + "\n");
+    write(folder, "too-long-a-line", std::string("\0\377", 2) + "short\n" + std::string(65537, 'x'));
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -54,7 +86,10 @@ int main(int argc, char** argv)
         return 1;
     }
     try {
-        writeArchiveSeeds(std::filesystem::path(argv[1]) / "fuzz_archive_index");
+        const std::filesystem::path corpus = argv[1];
+        writeArchiveSeeds(corpus / "fuzz_archive_index");
+        writeLineSeeds(corpus / "fuzz_line_splitter");
+        writeManifestSeeds(corpus / "fuzz_manifest");
     } catch (const std::exception& exception) {
         std::cerr << exception.what() << '\n';
         return 1;

@@ -114,9 +114,9 @@ QString manifestPath(const QString& root)
     return QDir(root).filePath(kManifestName.toString());
 }
 
-Manifest readManifest(const QString& root, const StoreLimits& limits)
+Manifest parseManifest(const QByteArray& bytes, const StoreLimits& limits)
 {
-    const QJsonArray entries = parsedFiles(readBytes(root, limits), limits);
+    const QJsonArray entries = parsedFiles(bytes, limits);
     Manifest files;
     QSet<QString> keys;
     qint64 totalBytes = 0;
@@ -139,6 +139,11 @@ Manifest readManifest(const QString& root, const StoreLimits& limits)
     }
     rejectFilesAsDirectories(files, keys);
     return files;
+}
+
+Manifest readManifest(const QString& root, const StoreLimits& limits)
+{
+    return parseManifest(readBytes(root, limits), limits);
 }
 
 QByteArray writeManifestBytes(const Manifest& files, const StoreLimits& limits)

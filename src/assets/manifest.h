@@ -31,7 +31,10 @@ QString assetsPath(const QString& root);
 /// The manifest file of an installation.
 QString manifestPath(const QString& root);
 
-/// Reads and validates the manifest of the installation at `root`. Throws std::runtime_error at the first fault; there
+/// The manifest that `bytes` hold. Throws std::runtime_error at the first fault; there is no partial reading.
+Manifest parseManifest(const QByteArray& bytes, const StoreLimits& limits = {});
+
+/// Reads and parses the manifest of the installation at `root`. Throws std::runtime_error at the first fault; there
 /// is no partial reading. The caller holds the root's lock.
 Manifest readManifest(const QString& root, const StoreLimits& limits = {});
 
