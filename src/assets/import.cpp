@@ -54,7 +54,7 @@ void commit(const Stage& stage, const Directory& root, QDeadlineTimer deadline)
         commitRename({stage.directory(), assets}, {root, assets}, false, u"Cannot atomically commit imported assets"_s);
     } catch (...) {
         // Where the tree could not even be taken back, the manifest has to stay with it.
-        if (kindIn(stage.directory(), assets) != EntryKind::Absent) {
+        if (kindIn(stage.directory(), assets) == EntryKind::Directory) {
             removeFile(root, manifest);
             flushDirectory(root);
         }

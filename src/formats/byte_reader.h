@@ -1,10 +1,10 @@
 /// Little-endian integers out of bytes that nobody vouches for.
 #pragma once
 
-#include <concepts>
 #include <cstddef>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 
 namespace vok::launcher_formats
 {
@@ -12,8 +12,9 @@ namespace vok::launcher_formats
 /// The unsigned little-endian integer of type `T` that begins at `offset` of `bytes`. Throws std::out_of_range where it
 /// is not wholly inside: a reader tests first and has a message of its own, so reaching that text is its author's
 /// error.
-template <std::unsigned_integral T> constexpr T littleEndian(std::string_view bytes, std::size_t offset = 0)
+template <typename T> constexpr T littleEndian(std::string_view bytes, std::size_t offset = 0)
 {
+    static_assert(std::is_unsigned_v<T>);
     if (offset > bytes.size() || bytes.size() - offset < sizeof(T))
         throw std::out_of_range("read behind the end of a field");
     T value = 0;

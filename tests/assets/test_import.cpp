@@ -3,6 +3,7 @@
 #include "assets/safe_files.h"
 #include "assets/staging.h"
 #include "support/archive_builder.h"
+#include "support/failure_of.h"
 #include "support/sample_store.h"
 
 #include <QDir>

@@ -1,4 +1,5 @@
 #include "assets/report.h"
+#include "support/failure_of.h"
 #include "support/launcher_window.h"
 #include "support/modal_player.h"
 #include "support/sample_store.h"

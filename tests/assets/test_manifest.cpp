@@ -1,4 +1,5 @@
 #include "assets/manifest.h"
+#include "support/failure_of.h"
 #include "support/manifest_builder.h"
 #include "support/temp_tree.h"
 

@@ -1,4 +1,5 @@
 #include "assets/safe_files.h"
+#include "support/failure_of.h"
 #include "support/temp_tree.h"
 
 #include <QDir>

@@ -1,5 +1,6 @@
 #include "assets/safe_files.h"
 #include "assets/tree_scan.h"
+#include "support/failure_of.h"
 #include "support/temp_tree.h"
 
 #include <QFile>

@@ -1,5 +1,6 @@
 #include "assets/tree_scan.h"
 #include "support/archive_builder.h"
+#include "support/failure_of.h"
 #include "support/temp_tree.h"
 
 #include <QFile>

@@ -1,6 +1,7 @@
 #include "assets/safe_files.h"
 #include "assets/verify.h"
 #include "support/archive_builder.h"
+#include "support/failure_of.h"
 #include "support/manifest_builder.h"
 #include "support/sample_store.h"
 

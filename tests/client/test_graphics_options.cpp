@@ -1,4 +1,5 @@
 #include "client/graphics_options.h"
+#include "support/failure_of.h"
 #include "support/temp_tree.h"
 
 #include <QSettings>

@@ -1,3 +1,4 @@
+#include "support/failure_of.h"
 #include "support/launcher_window.h"
 #include "support/modal_player.h"
 #include "support/temp_tree.h"

@@ -21,7 +21,7 @@ std::string archiveNameField(std::string_view name, std::size_t width)
 
 ArchiveBuilder::ArchiveBuilder(std::string_view root)
 {
-    root_.field = archiveNameField(root, kDirectoryFieldBytes);
+    m_root.field = archiveNameField(root, kDirectoryFieldBytes);
 }
 
 ArchiveBuilder& ArchiveBuilder::file(std::string_view name, std::string_view contents)
@@ -42,32 +42,32 @@ ArchiveBuilder& ArchiveBuilder::fileOfSize(std::string_view name, std::uint32_t 
 ArchiveBuilder& ArchiveBuilder::enter(std::string_view name)
 {
     Directory& parent = present();
-    entered_.push_back(parent.subdirectories.size());
+    m_entered.push_back(parent.subdirectories.size());
     parent.subdirectories.emplace_back().field = archiveNameField(name, kDirectoryFieldBytes);
     return *this;
 }
 
 ArchiveBuilder& ArchiveBuilder::leave()
 {
-    entered_.pop_back();
+    m_entered.pop_back();
     return *this;
 }
 
 ArchiveBuilder& ArchiveBuilder::withMagic(std::string_view magic)
 {
-    magic_ = magic;
+    m_magic = magic;
     return *this;
 }
 
 ArchiveBuilder& ArchiveBuilder::withVersion(std::uint16_t version)
 {
-    version_ = version;
+    m_version = version;
     return *this;
 }
 
 ArchiveBuilder& ArchiveBuilder::withAppended(std::string_view bytes)
 {
-    appended_ = bytes;
+    m_appended = bytes;
     return *this;
 }
 
@@ -109,23 +109,23 @@ ArchiveBuilder& ArchiveBuilder::withSize(std::uint32_t size)
 
 std::uint64_t ArchiveBuilder::indexBytes() const
 {
-    return kArchiveHeaderBytes + recordBytes(root_);
+    return kArchiveHeaderBytes + recordBytes(m_root);
 }
 
 std::string ArchiveBuilder::index() const
 {
-    std::string bytes = magic_;
-    appendLittleEndian(bytes, version_);
+    std::string bytes = m_magic;
+    appendLittleEndian(bytes, m_version);
     std::uint64_t contentOffset = indexBytes();
-    appendRecord(bytes, root_, contentOffset);
+    appendRecord(bytes, m_root, contentOffset);
     return bytes;
 }
 
 std::string ArchiveBuilder::build() const
 {
     std::string bytes = index();
-    appendContents(bytes, root_);
-    return bytes + appended_;
+    appendContents(bytes, m_root);
+    return bytes + m_appended;
 }
 
 std::uint64_t ArchiveBuilder::recordBytes(const Directory& directory)
@@ -163,8 +163,8 @@ void ArchiveBuilder::appendContents(std::string& bytes, const Directory& directo
 
 ArchiveBuilder::Directory& ArchiveBuilder::present()
 {
-    Directory* directory = &root_;
-    for (const std::size_t position : entered_)
+    Directory* directory = &m_root;
+    for (const std::size_t position : m_entered)
         directory = &directory->subdirectories[position];
     return *directory;
 }

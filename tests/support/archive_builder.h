@@ -76,11 +76,11 @@ private:
     Directory& present();
     File& lastFile();
 
-    std::string magic_ = "QOMB";
-    std::uint16_t version_ = 1;
-    Directory root_;
-    std::vector<std::size_t> entered_;
-    std::string appended_;
+    std::string m_magic = "QOMB";
+    std::uint16_t m_version = 1;
+    Directory m_root;
+    std::vector<std::size_t> m_entered;
+    std::string m_appended;
 };
 
 } // namespace vok::test_support

@@ -22,31 +22,55 @@ public:
     };
 
     explicit TricklingBuffer(std::string bytes, End end = End::Quiet)
-        : bytes_(std::move(bytes))
-        , end_(end)
+        : m_bytes(std::move(bytes))
+        , m_end(end)
     {
     }
 
-    std::size_t given() const { return next_; }
+    std::size_t given() const { return m_next; }
 
 protected:
     int_type underflow() override
     {
-        if (next_ == bytes_.size()) {
-            if (end_ == End::Throwing)
+        if (m_next == m_bytes.size()) {
+            if (m_end == End::Throwing)
                 throw std::runtime_error("the device is gone");
             return traits_type::eof();
         }
-        present_ = bytes_[next_++];
-        setg(&present_, &present_, &present_ + 1);
-        return traits_type::to_int_type(present_);
+        m_present = m_bytes[m_next++];
+        setg(&m_present, &m_present, &m_present + 1);
+        return traits_type::to_int_type(m_present);
     }
 
 private:
-    std::string bytes_;
-    End end_;
-    std::size_t next_ = 0;
-    char present_ = 0;
+    std::string m_bytes;
+    End m_end;
+    std::size_t m_next = 0;
+    char m_present = 0;
+};
+
+/// Does not say what it holds before the first byte was asked for, then has all of it ready.
+class HesitantBuffer : public std::streambuf
+{
+public:
+    explicit HesitantBuffer(std::string bytes)
+        : m_bytes(std::move(bytes))
+    {
+    }
+
+    std::size_t given() const { return static_cast<std::size_t>(gptr() - eback()); }
+
+protected:
+    int_type underflow() override
+    {
+        if (eback() != nullptr)
+            return traits_type::eof();
+        setg(m_bytes.data(), m_bytes.data(), m_bytes.data() + m_bytes.size());
+        return traits_type::to_int_type(m_bytes.front());
+    }
+
+private:
+    std::string m_bytes;
 };
 
 /// Holds `bytes` but claims to be `claimedLength` bytes long and lets itself be positioned anywhere.
@@ -54,40 +78,40 @@ class BoastingBuffer : public std::streambuf
 {
 public:
     BoastingBuffer(std::string bytes, std::streamoff claimedLength)
-        : bytes_(std::move(bytes))
-        , claimedLength_(claimedLength)
+        : m_bytes(std::move(bytes))
+        , m_claimedLength(claimedLength)
     {
-        setg(bytes_.data(), bytes_.data(), bytes_.data() + bytes_.size());
+        setg(m_bytes.data(), m_bytes.data(), m_bytes.data() + m_bytes.size());
     }
 
     /// From now on only the length can be asked for.
-    void refusePositions() { refusesPositions_ = true; }
+    void refusePositions() { m_refusesPositions = true; }
 
 protected:
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override
     {
         if (direction == std::ios_base::end)
-            return seekpos(claimedLength_ + offset, mode);
+            return seekpos(m_claimedLength + offset, mode);
         if (direction == std::ios_base::cur && offset == 0)
-            return position_;
+            return m_position;
         return off_type{-1};
     }
 
     pos_type seekpos(pos_type position, std::ios_base::openmode) override
     {
-        if (refusesPositions_ && position != pos_type(claimedLength_))
+        if (m_refusesPositions && position != pos_type(m_claimedLength))
             return off_type{-1};
-        position_ = position;
-        const auto held = static_cast<off_type>(bytes_.size());
-        setg(bytes_.data(), bytes_.data() + std::min<off_type>(position_, held), bytes_.data() + held);
+        m_position = position;
+        const auto held = static_cast<off_type>(m_bytes.size());
+        setg(m_bytes.data(), m_bytes.data() + std::min<off_type>(m_position, held), m_bytes.data() + held);
         return position;
     }
 
 private:
-    std::string bytes_;
-    off_type claimedLength_;
-    off_type position_ = 0;
-    bool refusesPositions_ = false;
+    std::string m_bytes;
+    off_type m_claimedLength;
+    off_type m_position = 0;
+    bool m_refusesPositions = false;
 };
 
 } // namespace vok::test_support

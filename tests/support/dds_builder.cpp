@@ -68,42 +68,42 @@ std::uint64_t levelBytes(const PixelFormat& format, std::uint32_t width, std::ui
 } // namespace
 
 DdsBuilder::DdsBuilder(DdsFormat format, std::uint32_t width, std::uint32_t height)
-    : format_(format)
-    , width_(width)
-    , height_(height)
+    : m_format(format)
+    , m_width(width)
+    , m_height(height)
 {
 }
 
 DdsBuilder& DdsBuilder::mips(std::uint32_t count)
 {
-    mips_ = count;
+    m_mips = count;
     return *this;
 }
 
 DdsBuilder& DdsBuilder::allMips()
 {
-    return mips(static_cast<std::uint32_t>(std::bit_width(std::max(width_, height_))));
+    return mips(static_cast<std::uint32_t>(std::bit_width(std::max(m_width, m_height))));
 }
 
 DdsBuilder& DdsBuilder::seed(std::uint64_t seed)
 {
-    seed_ = seed;
+    m_seed = seed;
     return *this;
 }
 
 DdsBuilder& DdsBuilder::withField(std::uint32_t offset, std::uint32_t value)
 {
-    fields_[offset] = value;
+    m_fields[offset] = value;
     return *this;
 }
 
 std::uint64_t DdsBuilder::size() const
 {
     std::uint64_t bytes = kHeaderBytes;
-    std::uint32_t width = width_;
-    std::uint32_t height = height_;
-    for (std::uint32_t level = 0; level < mips_; ++level) {
-        bytes += levelBytes(pixelFormat(format_), width, height);
+    std::uint32_t width = m_width;
+    std::uint32_t height = m_height;
+    for (std::uint32_t level = 0; level < m_mips; ++level) {
+        bytes += levelBytes(pixelFormat(m_format), width, height);
         width = std::max(width / 2, 1U);
         height = std::max(height / 2, 1U);
     }
@@ -113,20 +113,20 @@ std::uint64_t DdsBuilder::size() const
 std::string DdsBuilder::build() const
 {
     std::string image = header();
-    Random(seed_).appendBytes(image, size() - image.size());
+    Random(m_seed).appendBytes(image, size() - image.size());
     return image;
 }
 
 std::string DdsBuilder::header() const
 {
-    const PixelFormat format = pixelFormat(format_);
-    const bool chain = mips_ > 1;
+    const PixelFormat format = pixelFormat(m_format);
+    const bool chain = m_mips > 1;
     std::map<std::uint32_t, std::uint32_t> fields{
         {4, 124},
         {8, kRequiredFlags | (chain ? kMipMapCountFlag : 0)},
-        {12, height_},
-        {16, width_},
-        {28, chain ? mips_ : 0},
+        {12, m_height},
+        {16, m_width},
+        {28, chain ? m_mips : 0},
         {76, 32},
         {80, format.flags},
         {84, format.fourCc},
@@ -137,7 +137,7 @@ std::string DdsBuilder::header() const
         {104, format.alpha},
         {108, kTextureCapability | (chain ? kMipCapabilities : 0)},
     };
-    for (const auto& [offset, value] : fields_)
+    for (const auto& [offset, value] : m_fields)
         fields[offset] = value;
     std::string bytes = "DDS ";
     bytes.resize(kHeaderBytes, '\0');

@@ -41,12 +41,12 @@ public:
 private:
     std::string header() const;
 
-    DdsFormat format_;
-    std::uint32_t width_;
-    std::uint32_t height_;
-    std::uint32_t mips_ = 1;
-    std::uint64_t seed_ = 0;
-    std::map<std::uint32_t, std::uint32_t> fields_;
+    DdsFormat m_format;
+    std::uint32_t m_width;
+    std::uint32_t m_height;
+    std::uint32_t m_mips = 1;
+    std::uint64_t m_seed = 0;
+    std::map<std::uint32_t, std::uint32_t> m_fields;
 };
 
 } // namespace vok::test_support

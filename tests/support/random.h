@@ -14,14 +14,14 @@ class Random
 {
 public:
     explicit Random(std::uint64_t seed)
-        : state_(seed)
+        : m_state(seed)
     {
     }
 
     std::uint64_t next()
     {
-        state_ += 0x9e3779b97f4a7c15;
-        std::uint64_t mixed = state_;
+        m_state += 0x9e3779b97f4a7c15;
+        std::uint64_t mixed = m_state;
         mixed = (mixed ^ (mixed >> 30)) * 0xbf58476d1ce4e5b9;
         mixed = (mixed ^ (mixed >> 27)) * 0x94d049bb133111eb;
         return mixed ^ (mixed >> 31);
@@ -40,7 +40,7 @@ public:
     }
 
 private:
-    std::uint64_t state_;
+    std::uint64_t m_state;
 };
 
 } // namespace vok::test_support

@@ -41,28 +41,28 @@ class Plan
 {
 public:
     Plan(std::string_view root, std::uint64_t bytes, Random& random)
-        : root_(root)
-        , random_(random)
-        , builder_(root)
-        , left_(bytes - builder_.indexBytes() - kDirectories.size() * 2 * kArchiveDirectoryBytes)
+        : m_root(root)
+        , m_random(random)
+        , m_builder(root)
+        , m_left(bytes - m_builder.indexBytes() - kDirectories.size() * 2 * kArchiveDirectoryBytes)
     {
         for (std::size_t directory = 0; directory < kDirectories.size(); ++directory) {
-            const std::uint64_t share = left_ / (kDirectories.size() - directory);
-            builder_.enter(kDirectories[directory]);
+            const std::uint64_t share = m_left / (kDirectories.size() - directory);
+            m_builder.enter(kDirectories[directory]);
             addFiles(share / 2);
-            builder_.enter(kNestedDirectory);
+            m_builder.enter(kNestedDirectory);
             addFiles(share - share / 2);
             if (directory + 1 == kDirectories.size())
                 addRest();
-            builder_.leave().leave();
+            m_builder.leave().leave();
         }
     }
 
     void write(std::ostream& stream) const
     {
-        const std::string index = builder_.index();
+        const std::string index = m_builder.index();
         stream.write(index.data(), static_cast<std::streamsize>(index.size()));
-        for (const Content& content : contents_) {
+        for (const Content& content : m_contents) {
             std::string bytes;
             if (content.image)
                 bytes = content.image->build();
@@ -81,24 +81,25 @@ private:
         }
     }
 
-    void addRest() { add({left_ - kArchiveFileBytes, random_.next(), std::nullopt}); }
+    void addRest() { add({m_left - kArchiveFileBytes, m_random.next(), std::nullopt}); }
 
     void add(const Content& content)
     {
-        const std::string number = std::to_string(10000 + contents_.size());
+        const std::string number = std::to_string(10000 + m_contents.size());
         const std::string name = (content.image ? "resim_" : "veri_") + number + (content.image ? ".dds" : ".bin");
-        builder_.fileOfSize(name, static_cast<std::uint32_t>(content.bytes));
-        contents_.push_back(content);
-        left_ -= content.bytes + kArchiveFileBytes;
+        m_builder.fileOfSize(name, static_cast<std::uint32_t>(content.bytes));
+        m_contents.push_back(content);
+        m_left -= content.bytes + kArchiveFileBytes;
     }
 
     /// Something that takes no more than `share` with its record, and leaves enough for the record of the last file.
     std::optional<Content> contentWithin(std::uint64_t share)
     {
-        const std::uint64_t most = std::min(share, left_ - kArchiveFileBytes);
+        const std::uint64_t most = std::min(share, m_left - kArchiveFileBytes);
         if (most <= kArchiveFileBytes + 512)
             return std::nullopt;
-        const bool image = root_ == "textures" || root_ == "lightmaps" || (root_ == "objects" && random_.below(2) == 0);
+        const bool image =
+            m_root == "textures" || m_root == "lightmaps" || (m_root == "objects" && m_random.below(2) == 0);
         return image ? imageWithin(most - kArchiveFileBytes) : dataWithin(most - kArchiveFileBytes);
     }
 
@@ -106,11 +107,11 @@ private:
     {
         constexpr std::array kTextureFormats{DdsFormat::Dxt1, DdsFormat::Dxt3, DdsFormat::Dxt5, DdsFormat::Rgba32};
         constexpr std::array kLightmapFormats{DdsFormat::Dxt1, DdsFormat::Rgb16};
-        const std::uint64_t choice = random_.next();
-        const DdsFormat format = root_ == "lightmaps" ? kLightmapFormats[choice % kLightmapFormats.size()]
-                                                      : kTextureFormats[choice % kTextureFormats.size()];
-        const std::uint64_t seed = random_.next();
-        for (auto side = static_cast<std::uint32_t>(kSmallestSide << random_.below(6)); side >= 4; side /= 2) {
+        const std::uint64_t choice = m_random.next();
+        const DdsFormat format = m_root == "lightmaps" ? kLightmapFormats[choice % kLightmapFormats.size()]
+                                                       : kTextureFormats[choice % kTextureFormats.size()];
+        const std::uint64_t seed = m_random.next();
+        for (auto side = static_cast<std::uint32_t>(kSmallestSide << m_random.below(6)); side >= 4; side /= 2) {
             const DdsBuilder image = DdsBuilder(format, side, side).allMips().seed(seed);
             if (image.size() <= most)
                 return Content{image.size(), seed, image};
@@ -120,14 +121,14 @@ private:
 
     Content dataWithin(std::uint64_t most)
     {
-        return {1 + random_.below(std::min(most, kMostDataBytes)), random_.next(), std::nullopt};
+        return {1 + m_random.below(std::min(most, kMostDataBytes)), m_random.next(), std::nullopt};
     }
 
-    const std::string_view root_;
-    Random& random_;
-    ArchiveBuilder builder_;
-    std::vector<Content> contents_;
-    std::uint64_t left_;
+    const std::string_view m_root;
+    Random& m_random;
+    ArchiveBuilder m_builder;
+    std::vector<Content> m_contents;
+    std::uint64_t m_left;
 };
 
 } // namespace

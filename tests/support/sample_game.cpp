@@ -92,11 +92,11 @@ class Writer
 {
 public:
     Writer(const fs::path& directory, const SampleGameOptions& options)
-        : base_(directory / "app" / "base")
-        , options_(options)
-        , random_(options.seed)
+        : m_base(directory / "app" / "base")
+        , m_options(options)
+        , m_random(options.seed)
     {
-        fs::create_directories(base_);
+        fs::create_directories(m_base);
     }
 
     SampleGameTotals write()
@@ -105,36 +105,36 @@ public:
         addDirectory(fromUtf8("boş klasör"));
         addDirectory("fonts");
         addFile(fs::path("fonts") / fromUtf8("okubeni ş.txt"), [](std::ostream& stream) { stream << kFontNote; });
-        const std::string cover = DdsBuilder(DdsFormat::Dxt5, 128, 128).allMips().seed(random_.next()).build();
+        const std::string cover = DdsBuilder(DdsFormat::Dxt5, 128, 128).allMips().seed(m_random.next()).build();
         addFile(fromUtf8("yükleme ekranı.dds"), [&](std::ostream& stream) { stream << cover; });
         addDirectory("haritalar");
         writeZones();
-        return totals_;
+        return m_totals;
     }
 
 private:
     void addDirectory(const fs::path& relative)
     {
-        fs::create_directory(base_ / relative);
-        ++totals_.directories;
+        fs::create_directory(m_base / relative);
+        ++m_totals.directories;
     }
 
     void addFile(const fs::path& relative, const std::function<void(std::ostream&)>& write)
     {
-        std::ofstream stream(base_ / relative, std::ios::binary);
+        std::ofstream stream(m_base / relative, std::ios::binary);
         write(stream);
-        totals_.bytes += static_cast<std::uint64_t>(std::max(std::streamoff(stream.tellp()), std::streamoff{0}));
+        m_totals.bytes += static_cast<std::uint64_t>(std::max(std::streamoff(stream.tellp()), std::streamoff{0}));
         stream.close();
         if (!stream)
-            throw std::runtime_error("cannot write " + (base_ / relative).string());
-        ++totals_.files;
+            throw std::runtime_error("cannot write " + (m_base / relative).string());
+        ++m_totals.files;
     }
 
     void writeArchives()
     {
-        for (const ArchivePlan& archive : plannedArchives(options_.bytes)) {
+        for (const ArchivePlan& archive : plannedArchives(m_options.bytes)) {
             addFile(archive.fileName, [&](std::ostream& stream) {
-                writeSampleArchive(stream, archive.root, archive.bytes, random_);
+                writeSampleArchive(stream, archive.root, archive.bytes, m_random);
             });
         }
     }
@@ -142,11 +142,11 @@ private:
     /// What the archives and the few files at the top leave of bytes and entries.
     void writeZones()
     {
-        const std::uint64_t entries = options_.entries != 0 ? options_.entries : 80 + options_.bytes / 3145728;
-        const std::uint64_t left = std::min(entries, kMostSampleEntries) - totals_.files - totals_.directories;
+        const std::uint64_t entries = m_options.entries != 0 ? m_options.entries : 80 + m_options.bytes / 3145728;
+        const std::uint64_t left = std::min(entries, kMostSampleEntries) - m_totals.files - m_totals.directories;
         const std::uint64_t zones = (left + kMostFilesInZone) / (kMostFilesInZone + 1);
         const std::uint64_t files = left - zones;
-        const auto sizes = plannedSizes(options_.bytes - totals_.bytes, files, random_);
+        const auto sizes = plannedSizes(m_options.bytes - m_totals.bytes, files, m_random);
         std::uint64_t file = 0;
         for (std::uint64_t zone = 0; zone < zones; ++zone) {
             const fs::path folder =
@@ -161,7 +161,7 @@ private:
     {
         const std::string name = numbered(kFiles[number % kFiles.size()], '_', number + 1) + ".pak";
         addFile(folder / fromUtf8(name), [&](std::ostream& stream) {
-            Random random(random_.next());
+            Random random(m_random.next());
             std::string block;
             for (std::uint64_t left = bytes; left > 0; left -= block.size()) {
                 block.clear();
@@ -171,10 +171,10 @@ private:
         });
     }
 
-    const fs::path base_;
-    const SampleGameOptions options_;
-    Random random_;
-    SampleGameTotals totals_;
+    const fs::path m_base;
+    const SampleGameOptions m_options;
+    Random m_random;
+    SampleGameTotals m_totals;
 };
 
 } // namespace

@@ -1,18 +1,18 @@
-/// vok-store-tool: the store's operations from a command line, for fault injection and for measuring. One line of JSON on
-/// standard output tells the report, the seconds it took and the peak of the process's memory.
+/// vok-store-tool: the store's operations from a command line, for fault injection and for measuring. One line of JSON
+/// on standard output tells the report, the seconds it took and the peak of the process's memory.
 #include "assets/import.h"
 #include "assets/verify.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <sys/resource.h>
-
 #include <cstdio>
+#include <stdexcept>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace vok::launcher_assets;
@@ -37,12 +37,19 @@ Report performed(const QStringList& words, QDeadlineTimer deadline)
     throw std::invalid_argument("usage: vok-store-tool import SOURCE ROOT | repair SOURCE ROOT | verify ROOT | idle");
 }
 
+/// Of this program alone: getrusage's figure goes on from the process that started it.
 qint64 peakMemoryBytes()
 {
+    QFile status(u"/proc/self/status"_s);
+    if (!status.open(QIODevice::ReadOnly))
+        throw std::runtime_error("cannot read /proc/self/status");
     constexpr qint64 kKibibyte = 1024;
-    rusage usage = {};
-    ::getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss * kKibibyte;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.startsWith("VmHWM:"))
+            return line.simplified().split(' ').at(1).toLongLong() * kKibibyte;
+    }
+    throw std::runtime_error("/proc/self/status tells no VmHWM");
 }
 
 } // namespace
@@ -62,14 +69,15 @@ int main(int argc, char** argv)
         const bool idle = words == QStringList{u"idle"_s};
         const Report report = idle ? Report() : performed(words, deadlineFrom(parser.value(deadline)));
         constexpr double kNanosecondsPerSecond = 1e9;
-        const QJsonObject line = {{u"errors"_s, QJsonArray::fromStringList(report.errors)},
-                                  {u"missing"_s, QJsonArray::fromStringList(report.missing)},
-                                  {u"changed"_s, QJsonArray::fromStringList(report.changed)},
-                                  {u"extra"_s, QJsonArray::fromStringList(report.extra)},
-                                  {u"files"_s, report.files},
-                                  {u"bytes"_s, static_cast<double>(report.bytes)},
-                                  {u"seconds"_s, static_cast<double>(timer.nsecsElapsed()) / kNanosecondsPerSecond},
-                                  {u"peak_memory_bytes"_s, peakMemoryBytes()}};
+        const QJsonObject line = {
+            {u"errors"_s, QJsonArray::fromStringList(report.errors)},
+            {u"missing"_s, QJsonArray::fromStringList(report.missing)},
+            {u"changed"_s, QJsonArray::fromStringList(report.changed)},
+            {u"extra"_s, QJsonArray::fromStringList(report.extra)},
+            {u"files"_s, report.files},
+            {u"bytes"_s, static_cast<double>(report.bytes)},
+            {u"seconds"_s, static_cast<double>(timer.nsecsElapsed()) / kNanosecondsPerSecond},
+            {u"peak_memory_bytes"_s, peakMemoryBytes()}};
         std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData());
         return report.isClean() ? 0 : 1;
     } catch (const std::exception& failure) {

@@ -42,15 +42,4 @@ private:
 /// SHA-256 by Qt's own class, 64 lower-case hexadecimal characters.
 QByteArray sha256Of(const QByteArray& content);
 
-/// The text of the std::exception that `action` ends with, or an empty text where it ends well.
-template <typename Action> QString failureOf(Action action)
-{
-    try {
-        action();
-    } catch (const std::exception& failure) {
-        return QString::fromUtf8(failure.what());
-    }
-    return {};
-}
-
 } // namespace vok::test_support

@@ -1,6 +1,6 @@
 #include "formats/archive_index.h"
+#include "support/failure_of.h"
 #include "support/sample_game.h"
-#include "support/thrown_message.h"
 
 #include <QCryptographicHash>
 #include <QDirIterator>
@@ -173,7 +173,7 @@ void TestSampleGame::refusesDirectoriesThatHoldSomething()
     writeSampleGame(native(directory), {.bytes = kSmallestSampleBytes});
     const QByteArray digest = digestOf(directory);
     const QString message =
-        thrownMessage<std::runtime_error>([&] { writeSampleGame(native(directory), {.bytes = kSmallestSampleBytes}); });
+        failureOf<std::runtime_error>([&] { writeSampleGame(native(directory), {.bytes = kSmallestSampleBytes}); });
     QCOMPARE(message, directory + u" is not empty"_s);
     QCOMPARE(digestOf(directory), digest);
 }
@@ -183,7 +183,7 @@ void TestSampleGame::refusesOptionsOutOfRange()
     const QTemporaryDir folder;
     const QString directory = folder.filePath(u"game"_s);
     const auto message = [&](const SampleGameOptions& options) {
-        return thrownMessage<std::invalid_argument>([&] { writeSampleGame(native(directory), options); });
+        return failureOf<std::invalid_argument>([&] { writeSampleGame(native(directory), options); });
     };
     const QString badSize = u"the size of a sample game lies between 1 MiB and 128 GiB"_s;
     const QString badEntries = u"the entries of a sample game lie between 50 and 200000"_s;

@@ -8,15 +8,16 @@
 namespace vok::test_support
 {
 
-/// The text of the `Exception` that `action` throws, or "nothing was thrown". What is thrown besides passes through.
-template <typename Exception = std::exception, typename Action> QString thrownMessage(Action&& action)
+/// The text of the `Exception` that `action` throws, or an empty one where it throws nothing. What is thrown besides
+/// passes through.
+template <typename Exception = std::exception, typename Action> QString failureOf(Action&& action)
 {
     try {
         action();
     } catch (const Exception& exception) {
         return QString::fromUtf8(exception.what());
     }
-    return QStringLiteral("nothing was thrown");
+    return {};
 }
 
 } // namespace vok::test_support
