@@ -76,7 +76,7 @@ enum class Disposition
     OpenAlways
 };
 
-/// What others may do with the file while it is open, where the system enforces such a thing.
+/// What others may do with the file while it is open, where the system enforces such a thing; POSIX systems do not.
 enum class Sharing
 {
     None,

@@ -15,10 +15,10 @@ namespace vok::launcher_assets
 namespace
 {
 
-TreeInventory scannedCorpus(const QString& source, QDeadlineTimer deadline)
+TreeInventory scannedCorpus(const Directory& source, QDeadlineTimer deadline)
 {
     TreeInventory inventory;
-    scanTree(requireRoot(source, false, true, deadline), QString(), 0, inventory, true, deadline);
+    scanTree(source, QString(), 0, inventory, true, deadline);
     if (inventory.files.isEmpty() || !inventory.foundOriginalArchive)
         fail(u"No nonempty valid original QOMB textures/lightmaps/objects corpus found in selected source"_s);
     return inventory;
@@ -64,19 +64,13 @@ void commit(const Stage& stage, const Directory& root, QDeadlineTimer deadline)
 
 } // namespace
 
-QString resolveSourceRoot(const QString& path, QDeadlineTimer deadline)
+Directory resolveSourceRoot(const QString& path, QDeadlineTimer deadline)
 {
-    QString root = normalizedRoot(path);
-    requireRoot(root, false, true, deadline);
-    for (const QString& candidate : {u"base"_s, u"app/base"_s}) {
-        if (kindOfPath(root + u'/' + candidate, Links::Refuse) == EntryKind::Absent)
-            continue;
-        for (const QString& component : candidate.split(u'/')) {
-            root += u'/' + component;
-            requireDirectory(root, false, deadline);
-        }
-        break;
-    }
+    Directory root = requireRoot(normalizedRoot(path), false, true, deadline);
+    if (kindIn(root, u"base"_s) != EntryKind::Absent)
+        return requireDirectoryIn(root, u"base"_s, false, deadline);
+    if (kindOfPath(root.pathOf(u"app/base"_s), Links::Refuse) != EntryKind::Absent)
+        return requireDirectoryIn(requireDirectoryIn(root, u"app"_s, false, deadline), u"base"_s, false, deadline);
     return root;
 }
 
@@ -84,9 +78,9 @@ Report importTree(const QString& source, const QString& installation, QDeadlineT
 {
     return reported([&] {
         throwIfExpired(deadline);
-        const QString sourceRoot = resolveSourceRoot(source, deadline);
+        const Directory sourceRoot = resolveSourceRoot(source, deadline);
         const QString target = normalizedRoot(installation);
-        rejectOverlap(sourceRoot, target);
+        rejectOverlap(sourceRoot.path, target);
         const TreeInventory inventory = scannedCorpus(sourceRoot, deadline);
         const QByteArray manifest = writeManifestBytes(inventory.files);
 

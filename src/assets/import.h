@@ -1,6 +1,7 @@
 /// Makes an installation's store from a kept folder of the game.
 #pragma once
 
+#include "assets/file_services.h"
 #include "assets/report.h"
 
 #include <QDeadlineTimer>
@@ -9,9 +10,9 @@
 namespace vok::launcher_assets
 {
 
-/// The directory that really holds the game's data: "base" or "app/base" below `path` where there is one, in that
+/// Opens the directory that really holds the game's data: "base" or "app/base" below `path` where there is one, in that
 /// order, else `path` itself, which alone may be a link. Throws std::runtime_error.
-QString resolveSourceRoot(const QString& path, QDeadlineTimer deadline);
+Directory resolveSourceRoot(const QString& path, QDeadlineTimer deadline);
 
 /// Copies the tree of `source` into `installation` with a manifest of it. Either both appear or neither does; a store
 /// is never overwritten. A std::exception becomes the only element of the report's `errors`.

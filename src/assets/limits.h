@@ -18,7 +18,7 @@ struct StoreLimits
     qint64 pathBytes = 67108864;
 };
 
-/// Levels of directories below the root of a tree.
+/// Levels of directories below the root of a tree, as many as a portable path has components.
 constexpr int kDeepestLevel = 48;
 
 } // namespace vok::launcher_assets

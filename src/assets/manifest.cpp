@@ -23,11 +23,11 @@ constexpr int kFormat = 1;
 constexpr QStringView kTrust = u"user-selected-local-snapshot";
 constexpr qsizetype kHashCharacters = 64;
 
-QByteArray readBytes(const QString& root, const StoreLimits& limits)
+QByteArray readBytes(const Directory& root, const StoreLimits& limits)
 {
     const QDeadlineTimer forever(QDeadlineTimer::Forever);
     const FileHandle file =
-        openSafe(manifestPath(root), Access::Read, Disposition::OpenExisting, forever, Sharing::Read);
+        openSafeIn(root, kManifestName.toString(), Access::Read, Disposition::OpenExisting, forever, Sharing::Read);
     const auto information = informationOf(file);
     if (!information || information->size == 0 || information->size > limits.manifestBytes)
         fail(u"Invalid asset manifest size"_s);
@@ -141,7 +141,7 @@ Manifest parseManifest(const QByteArray& bytes, const StoreLimits& limits)
     return files;
 }
 
-Manifest readManifest(const QString& root, const StoreLimits& limits)
+Manifest readManifest(const Directory& root, const StoreLimits& limits)
 {
     return parseManifest(readBytes(root, limits), limits);
 }

@@ -2,6 +2,7 @@
 /// import, and afterwards only read and measured against.
 #pragma once
 
+#include "assets/file_services.h"
 #include "assets/limits.h"
 
 #include <QByteArray>
@@ -34,9 +35,9 @@ QString manifestPath(const QString& root);
 /// The manifest that `bytes` hold. Throws std::runtime_error at the first fault; there is no partial reading.
 Manifest parseManifest(const QByteArray& bytes, const StoreLimits& limits = {});
 
-/// Reads and parses the manifest of the installation at `root`. Throws std::runtime_error at the first fault; there
-/// is no partial reading. The caller holds the root's lock.
-Manifest readManifest(const QString& root, const StoreLimits& limits = {});
+/// Reads and parses the manifest of the installation `root`, whose lock the caller holds. Throws std::runtime_error
+/// where it cannot be read, too, and before memory is taken for a file that is too large.
+Manifest readManifest(const Directory& root, const StoreLimits& limits = {});
 
 /// The bytes of the manifest for `files`: compact JSON in UTF-8, the same for the same files. Throws std::runtime_error
 /// above the limit for a manifest.

@@ -33,7 +33,8 @@ void throwIfExpired(QDeadlineTimer deadline);
 /// below its "sources/", are the one exception.
 void rejectOverlap(const QString& source, const QString& installation);
 
-/// Opens a directory that must not be a link; with `create` it is made with its parents. Throws where it is none.
+/// Opens a directory, which must be readable and no link; with `create` it is made with its parents. Throws where it is
+/// none.
 Directory requireDirectory(const QString& path, bool create, QDeadlineTimer deadline);
 /// The same for `name` below an open directory; with `create` that one directory is made, durably.
 Directory requireDirectoryIn(const Directory& parent, const QString& name, bool create, QDeadlineTimer deadline);

@@ -30,10 +30,9 @@ Stage::~Stage()
     removeTree(m_root, m_name);
 }
 
-void copyEntries(const QString& sourceRoot, const Directory& target, const Manifest& files, QDeadlineTimer deadline)
+void copyEntries(const Directory& sourceRoot, const Directory& target, const Manifest& files, QDeadlineTimer deadline)
 {
-    const Directory root = requireRoot(sourceRoot, false, true, deadline);
-    DirectoryChain sources(root, DirectoryChain::Missing::Refuse);
+    DirectoryChain sources(sourceRoot, DirectoryChain::Missing::Refuse);
     DirectoryChain targets(target, DirectoryChain::Missing::Create, u"Cannot sync copied asset "_s);
     for (auto file = files.cbegin(); file != files.cend(); ++file) {
         throwIfExpired(deadline);

@@ -31,7 +31,7 @@ private:
 /// Copies each file of `files` from below `sourceRoot` to below `target`, making directories as needed. Every copy and
 /// every name is flushed when this returns, and each copy was hashed while it was made. Throws std::runtime_error, also
 /// where a file differs from its entry.
-void copyEntries(const QString& sourceRoot, const Directory& target, const Manifest& files, QDeadlineTimer deadline);
+void copyEntries(const Directory& sourceRoot, const Directory& target, const Manifest& files, QDeadlineTimer deadline);
 
 /// The message where a source does not hold `path` as the manifest has it.
 QString sourceDiffers(const QString& path);

@@ -18,7 +18,6 @@ namespace vok::launcher_assets
 namespace
 {
 
-constexpr std::string_view kArchiveMagic = "QOMB";
 constexpr qint64 kArchivePrefixBytes = 6;
 constexpr size_t kArchiveBlockBytes = 65536;
 constexpr std::array<std::string_view, 3> kOriginalRoots = {"textures/", "lightmaps/", "objects/"};
@@ -152,7 +151,7 @@ private:
         throwIfExpired(m_deadline);
         std::array<char, kArchivePrefixBytes> prefix = {};
         return readBlockAt(file, 0, prefix.data(), kArchivePrefixBytes) == kArchivePrefixBytes
-               && std::string_view(prefix.data(), kArchiveMagic.size()) == kArchiveMagic;
+               && std::string_view(prefix.data(), prefix.size()).starts_with(launcher_formats::kArchiveMagic);
     }
 
     /// Anything that claims to be an archive has to be one.

@@ -34,10 +34,9 @@ Manifest damagedEntries(const TreeInventory& inventory, const Manifest& manifest
     return damaged;
 }
 
-void requireSameData(const QString& sourceRoot, const Manifest& manifest)
+void requireSameData(const Directory& sourceRoot, const Manifest& manifest)
 {
-    const TreeInventory source = scannedTree(requireRoot(sourceRoot, false, true, kForever));
-    const Manifest missed = damagedEntries(source, manifest);
+    const Manifest missed = damagedEntries(scannedTree(sourceRoot), manifest);
     if (!missed.isEmpty())
         fail(sourceDiffers(missed.firstKey()));
 }
@@ -56,8 +55,11 @@ void commitRepaired(const Stage& stage, const Directory& root, const Manifest& f
     for (auto file = files.keyBegin(); file != files.keyEnd(); ++file) {
         const QString name = file->section(u'/', -1);
         const Directory& target = targets.enterParentOf(*file, kForever);
-        if (!renameEntry(staged.enterParentOf(*file, kForever), name, target, name, true))
+        if (!renameEntry(staged.enterParentOf(*file, kForever), name, target, name, true)) {
+            // What was restored so far stays, so it has to stay restored.
+            targets.leave();
             fail(failure + *file);
+        }
     }
     targets.leave();
 }
@@ -85,10 +87,9 @@ Report compareInventory(const TreeInventory& inventory, const Manifest& manifest
 
 Report verifyTree(const QString& installation)
 {
-    const QString path = normalizedRoot(installation);
-    const Directory root = requireRoot(path, false, true, kForever);
+    const Directory root = requireRoot(normalizedRoot(installation), false, true, kForever);
     const FileHandle lock = lockRoot(root, false, kForever);
-    const Manifest manifest = readManifest(path);
+    const Manifest manifest = readManifest(root);
     if (kindIn(root, kAssetsName.toString()) == EntryKind::Absent)
         return compareInventory(TreeInventory(), manifest);
     return compareInventory(scannedTree(assetsOf(root, false)), manifest);
@@ -97,12 +98,12 @@ Report verifyTree(const QString& installation)
 Report repairTree(const QString& source, const QString& installation)
 {
     return reported([&] {
-        const QString sourceRoot = resolveSourceRoot(source, kForever);
+        const Directory sourceRoot = resolveSourceRoot(source, kForever);
         const QString path = normalizedRoot(installation);
-        rejectOverlap(sourceRoot, path);
+        rejectOverlap(sourceRoot.path, path);
         const Directory root = requireRoot(path, false, true, kForever);
         const FileHandle lock = lockRoot(root, true, kForever);
-        const Manifest manifest = readManifest(path);
+        const Manifest manifest = readManifest(root);
         // The proof that the source is the same data comes before the first write, and for all of it.
         requireSameData(sourceRoot, manifest);
         const Manifest damaged = damagedEntries(scannedTree(assetsOf(root, true)), manifest);

@@ -15,7 +15,6 @@ namespace vok::launcher_formats
 namespace
 {
 
-constexpr std::string_view kMagic = "QOMB";
 constexpr std::uint16_t kVersion = 1;
 constexpr std::size_t kDirectoryNameBytes = 64;
 constexpr std::size_t kFileNameBytes = 128;
@@ -186,9 +185,9 @@ public:
 private:
     void readHeader()
     {
-        std::array<char, kMagic.size()> magic{};
+        std::array<char, kArchiveMagic.size()> magic{};
         m_reader.read(magic);
-        if (std::string_view(magic.data(), magic.size()) != kMagic)
+        if (std::string_view(magic.data(), magic.size()) != kArchiveMagic)
             throw std::runtime_error("invalid QOMB signature");
         if (m_reader.read<std::uint16_t>() != kVersion)
             throw std::runtime_error("unsupported QOMB version (only v1 is supported)");

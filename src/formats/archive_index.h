@@ -8,10 +8,14 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vok::launcher_formats
 {
+
+/// The first bytes of every archive.
+constexpr std::string_view kArchiveMagic = "QOMB";
 
 /// One file of an archive. `path` begins with the name of the archive's root and has `/` between its components; its
 /// bytes are the archive's own, in no particular code page.

@@ -5,6 +5,7 @@
 #include "support/archive_builder.h"
 #include "support/failure_of.h"
 #include "support/sample_store.h"
+#include "support/swapper.h"
 
 #include <QDir>
 #include <QFile>
@@ -43,6 +44,7 @@ private Q_SLOTS:
     void refusesACopyThatDiffersFromTheScan_data();
     void refusesACopyThatDiffersFromTheScan();
     void refusesASourceDirectoryThatBecameALink();
+    void neverCopiesFromBehindALinkHoweverNamesAreSwapped();
     void removesItsStageOnEveryExit();
     void refusesAStageInAnUnwritableFolder();
 };
@@ -51,6 +53,11 @@ namespace
 {
 
 const QDeadlineTimer kForever(QDeadlineTimer::Forever);
+
+Directory opened(const QString& path)
+{
+    return requireRoot(path, false, true, kForever);
+}
 
 QStringList importErrors(const QString& source, const QString& root)
 {
@@ -84,7 +91,7 @@ void TestImport::findsTheGamesData()
     const TempTree tree;
     for (const QString& directory : directories)
         tree.makeDirectory(u"game/"_s + directory);
-    QCOMPARE(resolveSourceRoot(tree.path(u"game/./"_s), kForever), tree.path(u"game"_s) + found);
+    QCOMPARE(resolveSourceRoot(tree.path(u"game/./"_s), kForever).path, tree.path(u"game"_s) + found);
 }
 
 void TestImport::refusesDataBehindALink_data()
@@ -141,7 +148,7 @@ void TestImport::writesAManifestOfEveryFile()
     const auto files = sample.tree().contents(u"game/app/base"_s);
     for (auto file = files.cbegin(); file != files.cend(); ++file)
         expected.insert(file.key(), {file->size(), sha256Of(*file)});
-    QCOMPARE(readManifest(sample.root()), expected);
+    QCOMPARE(readManifest(opened(sample.root())), expected);
     QCOMPARE(sample.tree().read(u"store/asset-manifest.json"_s), writeManifestBytes(expected));
 }
 
@@ -318,7 +325,7 @@ void TestImport::refusesACopyThatDiffersFromTheScan()
     const Directory target = requireDirectory(tree.path(u"target"_s), true, kForever);
     const Manifest files = {{u"dir/readme"_s, {7, sha256Of("read me")}}};
     QCOMPARE(
-        failureOf([&] { copyEntries(tree.path(u"source"_s), target, files, kForever); }),
+        failureOf([&] { copyEntries(opened(tree.path(u"source"_s)), target, files, kForever); }),
         u"Selected source differs from trusted manifest: dir/readme"_s);
 }
 
@@ -330,8 +337,29 @@ void TestImport::refusesASourceDirectoryThatBecameALink()
     const Directory target = requireDirectory(tree.path(u"target"_s), true, kForever);
     const Manifest files = {{u"dir/readme"_s, {7, sha256Of("read me")}}};
     QCOMPARE(
-        failureOf([&] { copyEntries(tree.path(u"source"_s), target, files, kForever); }),
+        failureOf([&] { copyEntries(opened(tree.path(u"source"_s)), target, files, kForever); }),
         u"Unsafe or unreadable directory for "_s + tree.path(u"source/dir/readme"_s));
+}
+
+void TestImport::neverCopiesFromBehindALinkHoweverNamesAreSwapped()
+{
+    const TempTree tree;
+    tree.write(u"source/dir/file"_s, "same");
+    tree.write(u"elsewhere/file"_s, "same");
+    tree.link(tree.path(u"elsewhere"_s), u"spare"_s);
+    const Directory source = opened(tree.path(u"source"_s));
+    const Manifest files = {{u"dir/file"_s, {4, sha256Of("same")}}};
+    const Swapper swapper(tree.path(u"source/dir"_s), tree.path(u"spare"_s));
+    int copies = 0;
+    int refusals = 0;
+    while (copies < 300 || refusals < 300) {
+        const Directory target = requireDirectory(tree.path(u"target"_s), true, kForever);
+        const QString failure = failureOf([&] { copyEntries(source, target, files, kForever); });
+        (failure.isEmpty() ? copies : refusals) += 1;
+        QVERIFY(
+            failure.isEmpty() || failure == u"Unsafe or unreadable directory for "_s + tree.path(u"source/dir/file"_s));
+        tree.remove(u"target"_s);
+    }
 }
 
 void TestImport::removesItsStageOnEveryExit()

@@ -1,5 +1,6 @@
 #include "assets/safe_files.h"
 #include "support/failure_of.h"
+#include "support/swapper.h"
 #include "support/temp_tree.h"
 
 #include <QDir>
@@ -8,6 +9,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -34,6 +36,9 @@ private Q_SLOTS:
     void opensRegularFilesOnly_data();
     void opensRegularFilesOnly();
     void reachesAFileThroughALinkedParent();
+    void refusesADevice();
+    void refusesAPipeWithoutOpeningIt();
+    void neverHandsOutAnythingButAFileHoweverNamesAreSwapped();
     void refusesAParentThatIsNoDirectory();
     void createsAFileOnlyWhereNoneIs();
     void everyStepRefusesAfterTheDeadline();
@@ -248,6 +253,51 @@ void TestSafeFiles::reachesAFileThroughALinkedParent()
     tree.write(u"real/file"_s, "content");
     tree.link(u"real"_s, u"link"_s);
     QVERIFY(openedForReading(tree.path(u"link/file"_s)).isValid());
+}
+
+void TestSafeFiles::refusesADevice()
+{
+    QCOMPARE(failureOf([] { openedForReading(u"/dev/null"_s); }), u"Unsafe or unreadable file /dev/null"_s);
+}
+
+void TestSafeFiles::refusesAPipeWithoutOpeningIt()
+{
+    const TempTree tree;
+    tree.makePipe(u"pipe"_s);
+    tree.write(u"file"_s, "");
+    const FileHandle openings(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    for (const QString& name : {u"pipe"_s, u"file"_s})
+        QVERIFY(
+            ::inotify_add_watch(
+                static_cast<int>(openings.value()), QFile::encodeName(tree.path(name)).constData(), IN_OPEN)
+            > 0);
+    QByteArray events(4096, '\0');
+    QVERIFY(!failureOf([&] { openedForReading(tree.path(u"pipe"_s)); }).isEmpty());
+    QCOMPARE(readBlock(openings, events.data(), events.size()), -1);
+    // The watch does see an opening.
+    QVERIFY(openedForReading(tree.path(u"file"_s)).isValid());
+    QVERIFY(readBlock(openings, events.data(), events.size()) > 0);
+}
+
+void TestSafeFiles::neverHandsOutAnythingButAFileHoweverNamesAreSwapped()
+{
+    const TempTree tree;
+    tree.write(u"name"_s, "content");
+    tree.makePipe(u"other"_s);
+    const Swapper swapper(tree.path(u"name"_s), tree.path(u"other"_s));
+    const Directory root = requireDirectory(tree.path(), false, kForever);
+    int files = 0;
+    int refusals = 0;
+    while (files < 2000 || refusals < 2000) {
+        const QString failure = failureOf([&] {
+            const FileHandle file =
+                openSafeIn(root, u"name"_s, Access::Read, Disposition::OpenExisting, kForever, Sharing::Read);
+            QCOMPARE(informationOf(file)->kind, EntryKind::File);
+            ++files;
+        });
+        refusals += failure.isEmpty() ? 0 : 1;
+        QVERIFY(failure.isEmpty() || failure == u"Unsafe or unreadable file "_s + tree.path(u"name"_s));
+    }
 }
 
 void TestSafeFiles::refusesAParentThatIsNoDirectory()

@@ -1,6 +1,7 @@
 #include "assets/tree_scan.h"
 #include "support/archive_builder.h"
 #include "support/failure_of.h"
+#include "support/swapper.h"
 #include "support/temp_tree.h"
 
 #include <QFile>
@@ -32,6 +33,7 @@ private Q_SLOTS:
     void refusesADirectoryThatCannotBeListed();
     void refusesAFileThatCannotBeRead();
     void refusesARootThatIsALink();
+    void neverReadsBehindALinkHoweverNamesAreSwapped();
     void boundsTheDepth();
     void boundsEntriesPathsAndBytes_data();
     void boundsEntriesPathsAndBytes();
@@ -208,6 +210,25 @@ void TestTreeScan::refusesARootThatIsALink()
     QCOMPARE(
         failureOf([&] { scanTree(tree.path(u"link"_s), QString(), 0, inventory, false, kForever); }),
         u"Unsafe or unreadable directory "_s + tree.path(u"link"_s));
+}
+
+void TestTreeScan::neverReadsBehindALinkHoweverNamesAreSwapped()
+{
+    const TempTree tree;
+    tree.write(u"outside/file"_s, "outside");
+    tree.write(u"root/name/file"_s, "inside");
+    tree.link(tree.path(u"outside"_s), u"spare"_s);
+    const Swapper swapper(tree.path(u"root/name"_s), tree.path(u"spare"_s));
+    int scans = 0;
+    int refusals = 0;
+    while (scans < 2000 || refusals < 2000) {
+        TreeInventory inventory;
+        const QString failure =
+            failureOf([&] { scanTree(tree.path(u"root"_s), QString(), 0, inventory, false, kForever); });
+        (failure.isEmpty() ? scans : refusals) += 1;
+        for (const ManifestEntry& entry : std::as_const(inventory.files))
+            QCOMPARE(entry.sha256, sha256Of("inside"));
+    }
 }
 
 void TestTreeScan::boundsTheDepth()

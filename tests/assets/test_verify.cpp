@@ -24,6 +24,8 @@ private Q_SLOTS:
     void neverInspectsArchives();
     void stopsAtAnUnsafeTree_data();
     void stopsAtAnUnsafeTree();
+    void stopsWhereTheTreeIsNoDirectory_data();
+    void stopsWhereTheTreeIsNoDirectory();
     void stopsWithoutAValidManifest();
     void stopsWithoutAnInstallation();
     void verifiesBesideAVerificationOnly();
@@ -106,7 +108,7 @@ void TestVerify::listsEverythingAsMissingWithoutATree()
     const ImportedStore store;
     store.tree().remove(u"store/assets"_s);
     const Report report = store.verified();
-    QCOMPARE(report.missing, readManifest(store.root()).keys());
+    QCOMPARE(report.missing, readManifest(openDirectory(store.root(), Links::Refuse)).keys());
     QCOMPARE(report.files, 4);
     QVERIFY(report.bytes > 0);
     QVERIFY(report.changed.isEmpty() && report.extra.isEmpty() && report.errors.isEmpty());
@@ -140,6 +142,27 @@ void TestVerify::stopsAtAnUnsafeTree()
         store.tree().makePipe(u"store/assets/data/x"_s);
     else
         store.tree().writeRawName(u"store/assets/data"_s, "x\xff"_ba, "");
+    QCOMPARE(failureOf([&] { store.verified(); }), message);
+    QCOMPARE(store.repaired().errors, QStringList{message});
+}
+
+void TestVerify::stopsWhereTheTreeIsNoDirectory_data()
+{
+    QTest::addColumn<bool>("isLink");
+    QTest::newRow("link to the very tree") << true;
+    QTest::newRow("file") << false;
+}
+
+void TestVerify::stopsWhereTheTreeIsNoDirectory()
+{
+    QFETCH(bool, isLink);
+    const ImportedStore store;
+    QVERIFY(QFile::rename(store.tree().path(u"store/assets"_s), store.tree().path(u"moved"_s)));
+    if (isLink)
+        store.tree().link(store.tree().path(u"moved"_s), u"store/assets"_s);
+    else
+        store.tree().write(u"store/assets"_s, "a file in the way");
+    const QString message = u"Unsafe or unreadable directory "_s + store.tree().path(u"store/assets"_s);
     QCOMPARE(failureOf([&] { store.verified(); }), message);
     QCOMPARE(store.repaired().errors, QStringList{message});
 }
@@ -246,8 +269,15 @@ void TestVerify::refusesASourceThatDiffersAnywhere()
     if (!content.isNull())
         store.tree().write(u"game/app/base/readme.txt"_s, content);
     const auto before = store.tree().contents(u"store"_s);
-    QCOMPARE(store.repaired().errors, QStringList{u"Selected source differs from trusted manifest: readme.txt"_s});
+    const QStringList refusal{u"Selected source differs from trusted manifest: readme.txt"_s};
+    QCOMPARE(store.repaired().errors, refusal);
     QCOMPARE(store.tree().contents(u"store"_s), before);
+
+    // The refusal comes before anything is made.
+    store.tree().remove(u"store/assets"_s);
+    const QStringList listing = store.rootListing();
+    QCOMPARE(store.repaired().errors, refusal);
+    QCOMPARE(store.rootListing(), listing);
 }
 
 void TestVerify::acceptsASourceWithMore()

@@ -50,5 +50,12 @@ def recorded(command, below):
 
 def injected(command, call, when, what):
     """Runs `command` with `what` (in strace's words) done to the call named `call` at its ordinal `when`."""
-    return run(["strace", "-f", "-qq", "-o", os.devnull, "-e", "trace=" + call,
-                "-e", f"inject={call}:{what}:when={when}", *command])
+    return injected_all(command, (call, when, what))
+
+
+def injected_all(command, *faults):
+    """The same with several faults, each (call, when, what)."""
+    words = ["strace", "-f", "-qq", "-o", os.devnull, "-e", "trace=" + ",".join(sorted({call for call, _, _ in faults}))]
+    for call, when, what in faults:
+        words += ["-e", f"inject={call}:{what}:when={when}"]
+    return run([*words, *command])

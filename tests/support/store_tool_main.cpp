@@ -37,19 +37,20 @@ Report performed(const QStringList& words, QDeadlineTimer deadline)
     throw std::invalid_argument("usage: vok-store-tool import SOURCE ROOT | repair SOURCE ROOT | verify ROOT | idle");
 }
 
-/// Of this program alone: getrusage's figure goes on from the process that started it.
+/// Of this program alone: getrusage's figure goes on from the process that started it. 0 where the system does not
+/// tell, which an injected fault may bring about.
 qint64 peakMemoryBytes()
 {
+    constexpr qint64 kKibibyte = 1024;
     QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly))
-        throw std::runtime_error("cannot read /proc/self/status");
-    constexpr qint64 kKibibyte = 1024;
+        return 0;
     const QList<QByteArray> lines = status.readAll().split('\n');
     for (const QByteArray& line : lines) {
         if (line.startsWith("VmHWM:"))
             return line.simplified().split(' ').at(1).toLongLong() * kKibibyte;
     }
-    throw std::runtime_error("/proc/self/status tells no VmHWM");
+    return 0;
 }
 
 } // namespace
