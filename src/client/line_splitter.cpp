@@ -32,7 +32,7 @@ QString redacted(QByteArrayView line, QByteArrayView secret)
 LineSplitter::LineSplitter()
 {
     // With room for the longest line the buffer never moves, so no freed memory keeps an earlier state of it.
-    buffer.reserve(kLongestLineBytes);
+    m_buffer.reserve(kLongestLineBytes);
 }
 
 LineSplitter::~LineSplitter()
@@ -45,29 +45,29 @@ bool LineSplitter::feed(QByteArrayView chunk, QByteArrayView secret, bool isFina
     while (!chunk.isEmpty()) {
         const qsizetype newline = chunk.indexOf('\n');
         const QByteArrayView segment = newline < 0 ? chunk : chunk.first(newline);
-        if (segment.size() > kLongestLineBytes - buffer.size()) {
+        if (segment.size() > kLongestLineBytes - m_buffer.size()) {
             discard();
             return false;
         }
-        buffer.append(segment.data(), segment.size());
+        m_buffer.append(segment.data(), segment.size());
         if (newline < 0)
             break;
         emitLine(secret, lineHandler);
         chunk = chunk.sliced(newline + 1);
     }
-    if (isFinal && !buffer.isEmpty())
+    if (isFinal && !m_buffer.isEmpty())
         emitLine(secret, lineHandler);
     return true;
 }
 
 void LineSplitter::discard()
 {
-    overwrite(buffer);
+    overwrite(m_buffer);
 }
 
 void LineSplitter::emitLine(QByteArrayView secret, const LineHandler& lineHandler)
 {
-    const QByteArrayView line = withoutCarriageReturn(buffer);
+    const QByteArrayView line = withoutCarriageReturn(m_buffer);
     const QString shown = secret.isEmpty() ? QString::fromUtf8(line) : redacted(line, secret);
     discard();
     lineHandler(shown);

@@ -39,7 +39,7 @@ public:
 private:
     void emitLine(QByteArrayView secret, const LineHandler& lineHandler);
 
-    QByteArray buffer;
+    QByteArray m_buffer;
 
     friend class TestLineSplitter; // sees that the buffer is zero
 };

@@ -76,20 +76,20 @@ public:
     std::function<Report()> work()
     {
         return [this] {
-            started.release();
-            gate.acquire();
-            isDone = true;
+            m_started.release();
+            m_gate.acquire();
+            m_isDone = true;
             return Report();
         };
     }
-    void waitUntilStarted() { started.acquire(); }
-    void letGo() { gate.release(); }
-    bool done() const { return isDone; }
+    void waitUntilStarted() { m_started.acquire(); }
+    void letGo() { m_gate.release(); }
+    bool done() const { return m_isDone; }
 
 private:
-    QSemaphore started;
-    QSemaphore gate;
-    std::atomic<bool> isDone = false;
+    QSemaphore m_started;
+    QSemaphore m_gate;
+    std::atomic<bool> m_isDone = false;
 };
 
 #define WAIT_UNTIL_IDLE(window)                                                                                 \

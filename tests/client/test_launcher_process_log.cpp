@@ -41,16 +41,16 @@ public:
     FullDisk()
     {
         static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-        getrlimit(RLIMIT_FSIZE, &before);
-        rlimit none = before;
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        rlimit none = m_before;
         none.rlim_cur = 0;
         setrlimit(RLIMIT_FSIZE, &none);
     }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before); }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
     Q_DISABLE_COPY_MOVE(FullDisk)
 
 private:
-    rlimit before{};
+    rlimit m_before{};
 };
 
 } // namespace

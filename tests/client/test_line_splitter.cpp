@@ -241,26 +241,26 @@ void TestLineSplitter::overwritesItsBuffer()
     QFETCH(qsizetype, usedBytes);
     LineSplitter splitter;
     QVERIFY(feed(splitter, kToken));
-    const char* const held = splitter.buffer.constData();
+    const char* const held = splitter.m_buffer.constData();
     QVERIFY(!isZero(held, kToken.size()));
     std::ignore = feed(splitter, output, isFinal, kToken);
-    QCOMPARE(splitter.buffer.constData(), held);
-    QCOMPARE(splitter.buffer.size(), 0);
+    QCOMPARE(splitter.m_buffer.constData(), held);
+    QCOMPARE(splitter.m_buffer.size(), 0);
     QVERIFY(isZero(held, usedBytes));
 }
 
 void TestLineSplitter::neverMovesItsBuffer()
 {
     LineSplitter splitter;
-    const char* const held = splitter.buffer.constData();
+    const char* const held = splitter.m_buffer.constData();
     for (int count = 0; count < 65536; ++count)
         QVERIFY(feed(splitter, "x"));
-    QCOMPARE(splitter.buffer.constData(), held);
-    QCOMPARE(splitter.buffer.size(), 65536);
+    QCOMPARE(splitter.m_buffer.constData(), held);
+    QCOMPARE(splitter.m_buffer.size(), 65536);
     splitter.discard();
     QVERIFY(isZero(held, kLongestLineBytes));
     QVERIFY(feed(splitter, "a\n"));
-    QCOMPARE(splitter.buffer.constData(), held);
+    QCOMPARE(splitter.m_buffer.constData(), held);
 }
 
 void TestLineSplitter::staysUsableWhenTheHandlerThrows()

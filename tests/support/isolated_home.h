@@ -24,19 +24,19 @@ public:
               {"XDG_CACHE_HOME", "cache"},
               {"XDG_STATE_HOME", "state"},
               {"XDG_RUNTIME_DIR", "runtime"}}) {
-            QDir(folder.path()).mkpath(QString::fromLatin1(name));
-            qputenv(variable, folder.filePath(QString::fromLatin1(name)).toUtf8());
+            QDir(m_folder.path()).mkpath(QString::fromLatin1(name));
+            qputenv(variable, m_folder.filePath(QString::fromLatin1(name)).toUtf8());
         }
         QFile::setPermissions(
-            folder.filePath(QStringLiteral("runtime")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            m_folder.filePath(QStringLiteral("runtime")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         setApplicationIdentity();
     }
 
     /// A path below the temporary directory, beside the folders of the home.
-    QString filePath(const QString& name) const { return folder.filePath(name); }
+    QString filePath(const QString& name) const { return m_folder.filePath(name); }
 
 private:
-    QTemporaryDir folder;
+    QTemporaryDir m_folder;
 };
 
 } // namespace vok::test_support

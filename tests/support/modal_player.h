@@ -82,9 +82,9 @@ private:
     {
         waitForNext();
         auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (dialog == nullptr || dialog == answered)
+        if (dialog == nullptr || dialog == m_answered)
             return;
-        answered = dialog;
+        m_answered = dialog;
         remember(*dialog);
         if (answers.isEmpty()) {
             ++unplanned;
@@ -106,7 +106,7 @@ private:
         seen.append(entry);
     }
 
-    QPointer<QDialog> answered;
+    QPointer<QDialog> m_answered;
 };
 
 } // namespace vok::test_support
