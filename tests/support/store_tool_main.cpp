@@ -37,20 +37,20 @@ Report performed(const QStringList& words, QDeadlineTimer deadline)
     throw std::invalid_argument("usage: vok-store-tool import SOURCE ROOT | repair SOURCE ROOT | verify ROOT | idle");
 }
 
-/// Of this program alone: getrusage's figure goes on from the process that started it. 0 where the system does not
-/// tell, which an injected fault may bring about.
-qint64 peakMemoryBytes()
+/// Of this program alone: getrusage's figure goes on from the process that started it. Null where it cannot be read, as
+/// under a fault that a test puts into every call from some point on.
+QJsonValue peakMemoryBytes()
 {
-    constexpr qint64 kKibibyte = 1024;
     QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly))
-        return 0;
+        return QJsonValue::Null;
+    constexpr qint64 kKibibyte = 1024;
     const QList<QByteArray> lines = status.readAll().split('\n');
     for (const QByteArray& line : lines) {
         if (line.startsWith("VmHWM:"))
             return line.simplified().split(' ').at(1).toLongLong() * kKibibyte;
     }
-    return 0;
+    return QJsonValue::Null;
 }
 
 } // namespace
