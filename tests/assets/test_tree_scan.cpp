@@ -221,7 +221,7 @@ void TestTreeScan::neverReadsBehindALinkHoweverNamesAreSwapped()
     const Swapper swapper(tree.path(u"root/name"_s), tree.path(u"spare"_s));
     int scans = 0;
     int refusals = 0;
-    while (scans < 2000 || refusals < 2000) {
+    while (scans < 10000 || refusals < 10000) {
         TreeInventory inventory;
         const QString failure =
             failureOf([&] { scanTree(tree.path(u"root"_s), QString(), 0, inventory, false, kForever); });
