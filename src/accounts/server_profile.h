@@ -11,14 +11,9 @@ struct ServerProfile
 {
     QString auth; ///< HTTPS origin of the account service
     QString ca;   ///< path of a PEM file; empty: the system's trust
-
-    bool operator==(const ServerProfile&) const = default;
 };
 
 /// Compact JSON of `profile`. Equal profiles give equal bytes.
 QByteArray serialiseProfile(const ServerProfile& profile);
-
-/// The profile in `json`. A field that is missing or no string is empty, and so is all of it where `json` is no object.
-ServerProfile parseProfile(const QByteArray& json);
 
 } // namespace vok

@@ -1,7 +1,7 @@
 #include "app/launcher.h"
 
 #include "accounts/secret_bytes.h"
-#include "app/profile_seeding.h"
+#include "app/identity.h"
 #include "assets/manifest.h"
 
 #include <QApplication>
@@ -44,7 +44,7 @@ QString literally(const QString& text)
 
 Launcher::Launcher()
 {
-    setWindowTitle(kPublicProfile);
+    setWindowTitle(kProductName);
     setObjectName(u"vokLauncher"_s);
     resize(kFirstSize);
     // First of all widgets: the others read the controls of the settings dialog.
@@ -115,7 +115,7 @@ void Launcher::reportFailure(const QString& text)
         return;
     }
     QWidget* modal = QApplication::activeModalWidget();
-    QMessageBox::warning(modal != nullptr ? modal : this, kPublicProfile, literally(text), QMessageBox::Ok);
+    QMessageBox::warning(modal != nullptr ? modal : this, kProductName, literally(text), QMessageBox::Ok);
 }
 
 void Launcher::refreshPages()
@@ -164,11 +164,6 @@ void Launcher::updateSkinActions()
     playButton->setVisible(page == playPage);
     primaryPanel->setEnabled(!assetBusy && page != installPage);
     worldPanel->setEnabled(!assetBusy && page == loginPage);
-}
-
-void Launcher::refuseUnfinishedAction() const
-{
-    throw std::runtime_error("Bu işlem bu sürümde henüz yok");
 }
 
 } // namespace vok

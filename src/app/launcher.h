@@ -98,7 +98,7 @@ private:
     /// Adds `text` with the present UTC time to the log views.
     void logLine(const QString& text);
 
-    /// The same for each of `texts`; of more than the views hold, only the last.
+    /// The same for each of `texts`. Of more than the views hold they get only the last.
     void logLines(const QStringList& texts);
 
     /// Shows the page that follows from the manifest file and the session. Nothing is verified here.
@@ -111,9 +111,6 @@ private:
 
     /// Sets what the skin's actions allow on the current page. Does nothing before there is a skin.
     void updateSkinActions();
-
-    /// Throws the text that stands in for an action which this version does not have.
-    [[noreturn]] void refuseUnfinishedAction() const;
 
     // accounts/launcher_profiles.cpp, accounts/launcher_account.cpp
     void restoreProfiles();

@@ -1,5 +1,6 @@
 #include "app/launcher.h"
 #include "app/settings_keys.h"
+#include "app/unfinished_action.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -144,17 +145,15 @@ QWidget* Launcher::buildLoginPage()
     column->addLayout(buildLoginForm());
 
     auto* row = new QHBoxLayout;
-    QPushButton* login = addActionButton(row, u"GİRİŞ YAP"_s, u"loginButton"_s, [this] { refuseUnfinishedAction(); });
-    QPushButton* registration =
-        addActionButton(row, u"KAYIT OL"_s, u"registerButton"_s, [this] { refuseUnfinishedAction(); });
+    QPushButton* login = addActionButton(row, u"GİRİŞ YAP"_s, u"loginButton"_s, refuseUnfinishedAction);
+    QPushButton* registration = addActionButton(row, u"KAYIT OL"_s, u"registerButton"_s, refuseUnfinishedAction);
     for (QPushButton* button : {login, registration})
         button->setMinimumHeight(kAccountButtonHeight);
     connect(password, &QLineEdit::returnPressed, login, &QPushButton::click);
     column->addLayout(row);
 
-    addActionButton(column, u"Parola sıfırla (yönetici kodu ile)"_s, u"resetButton"_s, [this] {
-        refuseUnfinishedAction();
-    })->setFlat(true);
+    addActionButton(column, u"Parola sıfırla (yönetici kodu ile)"_s, u"resetButton"_s, refuseUnfinishedAction)
+        ->setFlat(true);
     column->addStretch();
     return page;
 }
@@ -166,7 +165,7 @@ QFormLayout* Launcher::buildLoginForm()
     profiles->setObjectName(u"profiles"_s);
     auto* row = new QHBoxLayout;
     row->addWidget(profiles, 1);
-    addActionButton(row, u"Ekle"_s, u"addServer"_s, [this] { refuseUnfinishedAction(); });
+    addActionButton(row, u"Ekle"_s, u"addServer"_s, refuseUnfinishedAction);
     auto* serverLabel = new QLabel(u"Sunucu"_s);
     serverLabel->setBuddy(profiles);
     form->addRow(serverLabel, row);
@@ -192,12 +191,12 @@ QWidget* Launcher::buildPlayPage()
     account->setObjectName(u"account"_s);
     column->addWidget(account);
 
-    playButton = addActionButton(column, u"TARVUN'E GİR"_s, u"playButton"_s, [this] { refuseUnfinishedAction(); });
+    playButton = addActionButton(column, u"TARVUN'E GİR"_s, u"playButton"_s, refuseUnfinishedAction);
     playButton->setMinimumHeight(kPlayButtonHeight);
 
     auto* row = new QHBoxLayout;
     row->addStretch();
-    addActionButton(row, u"Oturumu Kapat"_s, u"logoutButton"_s, [this] { refuseUnfinishedAction(); });
+    addActionButton(row, u"Oturumu Kapat"_s, u"logoutButton"_s, refuseUnfinishedAction);
     column->addLayout(row);
     column->addStretch();
     return page;

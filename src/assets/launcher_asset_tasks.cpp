@@ -1,4 +1,5 @@
 #include "app/launcher.h"
+#include "app/unfinished_action.h"
 #include "assets/import.h"
 #include "assets/report.h"
 #include "assets/verify.h"

@@ -60,18 +60,20 @@ void Launcher::logLine(const QString& text)
 
 void Launcher::logLines(const QStringList& texts)
 {
+    if (texts.isEmpty())
+        return;
     const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
     QStringList lines;
-    // A damaged store has up to 200000 entries to tell of. What would fall out of the view at once is not put into it.
-    for (const QString& text : texts.last(std::min<qsizetype>(texts.size(), kMostLogBlocks)))
+    for (const QString& text : texts)
         lines.append(time + u' ' + text);
-    if (lines.isEmpty())
-        return;
-    diagnosticLogs->appendPlainText(lines.join(u'\n'));
-    if (skinLog != nullptr)
-        skinLog->appendPlainText(lines.join(u'\n'));
     if (echoToStderr)
         static_cast<void>(std::fprintf(stderr, "%s\n", qUtf8Printable(lines.join(u'\n'))));
+    // A damaged store has up to 200000 entries to tell of. What would fall out of the views at once is not put into
+    // them.
+    const QString shown = lines.last(std::min<qsizetype>(lines.size(), kMostLogBlocks)).join(u'\n');
+    diagnosticLogs->appendPlainText(shown);
+    if (skinLog != nullptr)
+        skinLog->appendPlainText(shown);
 }
 
 void Launcher::saveDiagnostics()

@@ -12,7 +12,10 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTcpServer>
+#include <QTemporaryFile>
 #include <QWindow>
+
+#include <unistd.h>
 
 #include <memory>
 #include <stdexcept>
@@ -41,15 +44,19 @@ private Q_SLOTS:
     void leavesTheServerButtonToThePanel();
     void reportsAFailureInAllThreePlaces();
     void parentsAMessageToTheActiveModalDialog();
+    void endsAssetWorkAtAnyFailure_data();
     void endsAssetWorkAtAnyFailure();
     void reportsSeveralFailuresAtOnce();
     void showsMarkupInAFailureLiterally();
     void reportsAFailureInACallOfTheGuardOnly();
     void endsTheProgramInsteadWhereErrorsAreEchoed();
+    void echoesTheLogToStandardErrorOnDemand();
+    void losesNothingOnStandardError();
     void endsTheProgramWhenClosed();
     void diesInPeaceWithEverythingRunning();
     void refusesAssetWorkWhileARequestRuns();
     void opensSettingsFromTheHeader();
+    void bringsOpenSettingsToTheFront();
     void timesEachLogLine();
     void logsNothingForNoLines();
     void keepsTheLast5000LogLines_data();
@@ -58,9 +65,11 @@ private Q_SLOTS:
     void paintsTheSkinAtTheOrigin();
     void takesHoldOfTheSkinnedBackgroundWithTheLeftButtonOnly_data();
     void takesHoldOfTheSkinnedBackgroundWithTheLeftButtonOnly();
+    void leavesAPressAloneBeforeThereIsAWindowToMove();
     void leavesSkinActionsAloneWithoutASkin();
     void setsSkinActionsForEachPage_data();
     void setsSkinActionsForEachPage();
+    void setsSkinActionsWhenWorkStartsAndEnds();
     void keepsTheBarVisibleInTheSkin();
 
 private:
@@ -74,6 +83,65 @@ namespace
 {
 
 const QString kUnfinished = u"Bu işlem bu sürümde henüz yok"_s;
+
+QStringList numbersUpTo(int last)
+{
+    QStringList numbers;
+    for (int number = 1; number <= last; ++number)
+        numbers.append(QString::number(number));
+    return numbers;
+}
+
+/// Counts the events of one type that reach `watched`, or any object where `watched` is the application.
+class EventCounter : public QObject
+{
+public:
+    EventCounter(QObject* watched, QEvent::Type type)
+        : m_type(type)
+    {
+        watched->installEventFilter(this);
+    }
+    int count() const { return m_count; }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        m_count += event->type() == m_type ? 1 : 0;
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    QEvent::Type m_type;
+    int m_count = 0;
+};
+
+/// While it lives, the standard error of this process goes into a file.
+class StderrCapture
+{
+public:
+    StderrCapture()
+        : m_before(dup(STDERR_FILENO))
+    {
+        if (m_before < 0 || !m_file.open() || dup2(m_file.handle(), STDERR_FILENO) < 0)
+            qFatal("standard error cannot be captured");
+    }
+    ~StderrCapture()
+    {
+        dup2(m_before, STDERR_FILENO);
+        close(m_before);
+    }
+    Q_DISABLE_COPY_MOVE(StderrCapture)
+
+    QStringList lines()
+    {
+        m_file.seek(0);
+        return QString::fromUtf8(m_file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    }
+
+private:
+    int m_before;
+    QTemporaryFile m_file;
+};
 
 } // namespace
 
@@ -265,15 +333,26 @@ void TestLauncher::parentsAMessageToTheActiveModalDialog()
     QCOMPARE(player.seen.at(1).parent.data(), &modal);
 }
 
+void TestLauncher::endsAssetWorkAtAnyFailure_data()
+{
+    QTest::addColumn<bool>("isBusy");
+    QTest::newRow("while it runs") << true;
+    QTest::newRow("while none runs") << false;
+}
+
 void TestLauncher::endsAssetWorkAtAnyFailure()
 {
+    QFETCH(bool, isBusy);
     const LauncherWindow window;
-    window.find<QProgressBar>("progress").setRange(0, 0);
-    window.find<QProgressBar>("progress").show();
-    window.find<QStackedWidget>("pages").setEnabled(false);
-    window.find<QDialog>("settingsDialog").setEnabled(false);
+    if (isBusy)
+        window.access.startAssetWork();
+    QCOMPARE(window.access.assetBusy(), isBusy);
+    QCOMPARE(window.find<QStackedWidget>("pages").isEnabled(), !isBusy);
+    QCOMPARE(window.find<QDialog>("settingsDialog").isEnabled(), !isBusy);
+    QCOMPARE(window.find<QProgressBar>("progress").isVisible(), isBusy);
     ModalPlayer player({press(QMessageBox::Ok)});
     window.access.reportFailure(u"Disk doldu"_s);
+    QCOMPARE(player.seen.size(), 1);
     QVERIFY(!window.access.assetBusy());
     QVERIFY(window.find<QStackedWidget>("pages").isEnabled());
     QVERIFY(window.find<QDialog>("settingsDialog").isEnabled());
@@ -323,11 +402,41 @@ void TestLauncher::endsTheProgramInsteadWhereErrorsAreEchoed()
 {
     const LauncherWindow window;
     window.access.setEchoToStderr(true);
-    ModalPlayer player;
+    // A box that opens while the program ends is closed at once: none of it may be seen even for that long.
+    const EventCounter shows(qApp, QEvent::Show);
+    StderrCapture errors;
     QTimer::singleShot(0, &window.launcher, [&] { window.access.reportFailure(u"Disk doldu"_s); });
     QCOMPARE(QApplication::exec(), 1);
-    QCOMPARE(player.seen.size(), 0);
+    QCOMPARE(errors.lines(), QStringList(window.log().constLast()));
+    QCOMPARE(shows.count(), 0);
     QCOMPARE(window.status(), u"Disk doldu"_s);
+    QCOMPARE(window.logTexts().constLast(), u"Disk doldu"_s);
+}
+
+void TestLauncher::echoesTheLogToStandardErrorOnDemand()
+{
+    const LauncherWindow window;
+    StderrCapture errors;
+    window.access.logLine(u"unheard"_s);
+    window.access.setEchoToStderr(true);
+    window.access.logLine(u"%s İğne"_s);
+    window.access.logLines({u"one"_s, u"two"_s});
+    QCOMPARE(errors.lines(), window.log().last(3));
+    QCOMPARE(window.logTexts().last(3), QStringList({u"%s İğne"_s, u"one"_s, u"two"_s}));
+}
+
+void TestLauncher::losesNothingOnStandardError()
+{
+    const LauncherWindow window;
+    window.access.setEchoToStderr(true);
+    const QStringList lines = numbersUpTo(5001);
+    StderrCapture errors;
+    window.access.logLines(lines);
+    QStringList echoed;
+    for (const QString& line : errors.lines())
+        echoed.append(line.section(u' ', 1));
+    QCOMPARE(echoed, lines);
+    QCOMPARE(window.logTexts(), lines.sliced(1));
 }
 
 void TestLauncher::endsTheProgramWhenClosed()
@@ -370,12 +479,14 @@ void TestLauncher::refusesAssetWorkWhileARequestRuns()
     const auto stateOfBar = [&] { return QList<int>{progress.minimum(), progress.maximum(), progress.isVisible()}; };
     const QList<int> before = stateOfBar();
     for (const char* button : {"extractButton", "importButton", "verifyButton"}) {
+        window.find<QLineEdit>("extractor").setText(u"typed before "_s + QLatin1StringView(button));
         ModalPlayer player({press(QMessageBox::Ok)});
         window.press(button);
         QCOMPARE(player.texts(), QStringList(u"Another installation/update or HTTPS request is active"_s));
         QCOMPARE(stateOfBar(), before);
         QVERIFY(!window.access.assetBusy());
         QVERIFY(window.access.workers().isEmpty());
+        QCOMPARE(QSettings().value(u"assets/extractor"_s).toString(), u"typed before "_s + QLatin1StringView(button));
     }
 }
 
@@ -386,6 +497,20 @@ void TestLauncher::opensSettingsFromTheHeader()
     const auto& dialog = window.find<QDialog>("settingsDialog");
     QVERIFY(dialog.isVisible());
     QVERIFY(!dialog.isModal());
+    QTRY_VERIFY(dialog.isActiveWindow());
+}
+
+void TestLauncher::bringsOpenSettingsToTheFront()
+{
+    LauncherWindow window;
+    window.press("settingsButton");
+    auto& dialog = window.find<QDialog>("settingsDialog");
+    QTRY_VERIFY(dialog.isActiveWindow());
+    window.launcher.activateWindow();
+    QTRY_VERIFY(window.launcher.isActiveWindow());
+    const EventCounter raises(&dialog, QEvent::ZOrderChange);
+    window.press("settingsButton");
+    QCOMPARE(raises.count(), 1);
     QTRY_VERIFY(dialog.isActiveWindow());
 }
 
@@ -420,9 +545,7 @@ void TestLauncher::keepsTheLast5000LogLines()
 {
     QFETCH(bool, atOnce);
     const LauncherWindow window;
-    QStringList lines;
-    for (int line = 1; line <= 5001; ++line)
-        lines.append(QString::number(line));
+    const QStringList lines = numbersUpTo(5001);
     if (atOnce)
         window.access.logLines(lines);
     else
@@ -474,6 +597,17 @@ void TestLauncher::takesHoldOfTheSkinnedBackgroundWithTheLeftButtonOnly()
     QTEST(event.isAccepted(), "isTaken");
 }
 
+void TestLauncher::leavesAPressAloneBeforeThereIsAWindowToMove()
+{
+    Launcher launcher;
+    LauncherTestAccess{launcher}.applySkin(Qt::red);
+    QCOMPARE(launcher.windowHandle(), nullptr);
+    QMouseEvent event(
+        QEvent::MouseButtonPress, QPointF(2, 2), QPointF(2, 2), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&launcher, &event);
+    QVERIFY(!event.isAccepted());
+}
+
 void TestLauncher::leavesSkinActionsAloneWithoutASkin()
 {
     const LauncherWindow window;
@@ -505,6 +639,21 @@ void TestLauncher::setsSkinActionsForEachPage()
     QTEST(!window.find<QPushButton>("playButton").isHidden(), "playShown");
     QTEST(window.access.primaryPanel()->isEnabled(), "primaryEnabled");
     QTEST(window.access.worldPanel()->isEnabled(), "worldEnabled");
+}
+
+void TestLauncher::setsSkinActionsWhenWorkStartsAndEnds()
+{
+    writeManifest();
+    const LauncherWindow window(freshRoot());
+    QCOMPARE(window.page(), u"loginPage"_s);
+    window.access.applySkin(Qt::red);
+    QVERIFY(window.access.primaryPanel()->isEnabled() && window.access.worldPanel()->isEnabled());
+    window.access.startAssetWork();
+    QVERIFY(!window.access.primaryPanel()->isEnabled() && !window.access.worldPanel()->isEnabled());
+    ModalPlayer player({press(QMessageBox::Ok)});
+    window.access.reportFailure(u"Disk doldu"_s);
+    QCOMPARE(window.page(), u"loginPage"_s);
+    QVERIFY(window.access.primaryPanel()->isEnabled() && window.access.worldPanel()->isEnabled());
 }
 
 void TestLauncher::keepsTheBarVisibleInTheSkin()

@@ -43,7 +43,10 @@ private Q_SLOTS:
     void canStartAgainAfterAFailure();
     void waitsForTheWorkWhenClosed();
     void forgetsItsThreads();
-    void asksForTheSourceOfAnImport();
+    void asksForTheSource_data();
+    void asksForTheSource();
+    void keepsTheChosenSource_data();
+    void keepsTheChosenSource();
     void startsNothingWhenCancelled_data();
     void startsNothingWhenCancelled();
     void asksNothingWhileSettingsAreRefused_data();
@@ -382,8 +385,21 @@ void TestLauncherAssetTasks::forgetsItsThreads()
     QTRY_COMPARE(window.launcher.findChildren<QThread*>().size(), 0);
 }
 
-void TestLauncherAssetTasks::asksForTheSourceOfAnImport()
+void TestLauncherAssetTasks::asksForTheSource_data()
 {
+    QTest::addColumn<QByteArray>("button");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QByteArray>("parent");
+    QTest::newRow("import") << QByteArray("importButton") << u"Mevcut özgün oyun kurulum klasörü"_s
+                            << QByteArray("vokLauncher");
+    QTest::newRow("repair") << QByteArray("repairButton") << u"Select preserved source for hash-checked repair"_s
+                            << QByteArray("settingsDialog");
+}
+
+void TestLauncherAssetTasks::asksForTheSource()
+{
+    QFETCH(QByteArray, parent);
+    QFETCH(QByteArray, button);
     const LauncherWindow window(store->root());
     window.find<QLineEdit>("assetSource").setText(store->source());
     QFileDialog::FileMode mode = QFileDialog::AnyFile;
@@ -394,11 +410,35 @@ void TestLauncherAssetTasks::asksForTheSourceOfAnImport()
         showsDirectoriesOnly = chooser->testOption(QFileDialog::ShowDirsOnly);
         dialog.reject();
     }});
-    window.press("importButton");
-    QCOMPARE(player.seen.constFirst().title, u"Mevcut özgün oyun kurulum klasörü"_s);
+    window.press(button.constData());
+    QTEST(player.seen.constFirst().title, "title");
     QCOMPARE(player.seen.constFirst().text, store->source());
+    QCOMPARE(player.seen.constFirst().parent->objectName(), QString::fromLatin1(parent));
     QCOMPARE(mode, QFileDialog::Directory);
     QVERIFY(showsDirectoriesOnly);
+}
+
+void TestLauncherAssetTasks::keepsTheChosenSource_data()
+{
+    QTest::addColumn<QByteArray>("button");
+    QTest::newRow("import") << QByteArray("importButton");
+    QTest::newRow("repair") << QByteArray("repairButton");
+}
+
+void TestLauncherAssetTasks::keepsTheChosenSource()
+{
+    QFETCH(QByteArray, button);
+    if (button == "repairButton")
+        store->import();
+    const LauncherWindow window(store->root());
+    window.find<QLineEdit>("assetSource").setText(u"/önceki"_s);
+    ModalPlayer player({choose(store->source())});
+    window.press(button.constData());
+    QCOMPARE(window.find<QLineEdit>("assetSource").text(), store->source());
+    QCOMPARE(QSettings().value(u"assets/source"_s).toString(), store->source());
+    WAIT_UNTIL_IDLE(window);
+    QCOMPARE(window.status(), kVerified);
+    QCOMPARE(player.unplanned, 0);
 }
 
 void TestLauncherAssetTasks::startsNothingWhenCancelled_data()

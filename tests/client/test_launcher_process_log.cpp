@@ -23,6 +23,7 @@ private Q_SLOTS:
     void replacesAnOldFileOnceThePlayerAgrees();
     void tellsWhereItCannotSave_data();
     void tellsWhereItCannotSave();
+    void tellsWhereTheFinishedFileCannotTakeItsName();
     void keepsTheOldFileOnAFullDisk();
 
 private:
@@ -132,6 +133,25 @@ void TestLauncherProcessLog::tellsWhereItCannotSave()
     QCOMPARE(player.seen.constLast().text, kCannotSave);
     QCOMPARE(tree->read(u"file"_s), QByteArray("kept"));
     QCOMPARE(tree->listing(), QStringList(u"file"_s));
+}
+
+// The link's words name the folder and lead nowhere: a file beside the folder can be written but not take its name.
+void TestLauncherProcessLog::tellsWhereTheFinishedFileCannotTakeItsName()
+{
+    tree->makeDirectory(u"folder"_s);
+    tree->link(u"folder/yok/.."_s, u"günlük.txt"_s);
+    const QStringList before = tree->listing();
+    const LauncherWindow window;
+    ModalPlayer player(
+        {[&](QDialog& dialog) {
+             dialog.findChild<QLineEdit*>(u"fileNameEdit"_s)->setText(tree->path(u"günlük.txt"_s));
+             dialog.QDialog::accept();
+         },
+         press(QMessageBox::Ok)});
+    window.press("saveDiagnostics");
+    QCOMPARE(player.seen.size(), 2);
+    QCOMPARE(player.seen.constLast().text, kCannotSave);
+    QCOMPARE(tree->listing(), before);
 }
 
 void TestLauncherProcessLog::keepsTheOldFileOnAFullDisk()

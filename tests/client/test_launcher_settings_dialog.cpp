@@ -32,6 +32,7 @@ private Q_SLOTS:
     void showsDefaultsForAnEmptyStore();
     void showsWhatWasSaved();
     void writesEveryKey();
+    void writesToTheDiskAtOnce();
     void bringsBackWhatItSaved();
     void writesNothingOpenGlDoesNotHave();
     void removesFormerKeys();
@@ -243,6 +244,19 @@ void TestLauncherSettingsDialog::writesEveryKey()
          {u"graphics/audioPath"_s, QString()},
          {u"graphics/soundMap"_s, QString()}});
     QCOMPARE(everythingStored(), expected);
+}
+
+// Asked of the file: another QSettings of this process would see what is not yet written, and even write it.
+void TestLauncherSettingsDialog::writesToTheDiskAtOnce()
+{
+    const LauncherWindow window;
+    window.find<QLineEdit>("soundMap").setText(u"sounds.json"_s);
+    QFile file(window.access.settings().fileName());
+    window.access.persistSettings();
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArrayList lines = file.readAll().split('\n');
+    QVERIFY(lines.contains("soundMap=sounds.json"));
+    QVERIFY(lines.contains("renderer=opengl"));
 }
 
 void TestLauncherSettingsDialog::bringsBackWhatItSaved()

@@ -22,6 +22,7 @@ struct LauncherTestAccess
     QList<QNetworkReply*>& activeReplies() const { return launcher.activeReplies; }
     const QList<QThread*>& workers() const { return launcher.workers; }
     bool assetBusy() const { return launcher.assetBusy; }
+    void startAssetWork() const { launcher.startAssetWork(); }
     void setEchoToStderr(bool echo) const { launcher.echoToStderr = echo; }
 
     void logIn(const QString& origin = QStringLiteral("https://origin.example:7443")) const
