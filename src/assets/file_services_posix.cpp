@@ -137,8 +137,12 @@ bool renameInTwoSteps(int from, const QByteArray& name, int to, const QByteArray
         ::unlinkat(to, newName.constData(), AT_REMOVEDIR);
         return false;
     }
-    if (::linkat(from, name.constData(), to, newName.constData(), 0) != 0)
-        return false;
+    if (::linkat(from, name.constData(), to, newName.constData(), 0) != 0) {
+        // Some know no second names either: there the installation's lock alone keeps others from the gap.
+        const bool knowsNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
+        return knowsNoLinks && kindAt(to, newName, AT_SYMLINK_NOFOLLOW) == EntryKind::Absent
+               && ::renameat(from, name.constData(), to, newName.constData()) == 0;
+    }
     if (::unlinkat(from, name.constData(), 0) == 0)
         return true;
     ::unlinkat(to, newName.constData(), 0);

@@ -86,6 +86,7 @@ Report importTree(const QString& source, const QString& installation, QDeadlineT
 
         // Hashing the whole source took long and wrote nothing; only from here on does the lock keep others out.
         const Directory root = requireRoot(target, true, true, deadline);
+        rejectOverlap(canonicalPath(sourceRoot), canonicalPath(root));
         const FileHandle lock = lockRoot(root, true, deadline);
         rejectExistingStore(root);
         throwIfExpired(deadline);

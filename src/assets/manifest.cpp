@@ -79,21 +79,32 @@ ManifestEntry parsedEntry(const QString& path, const QJsonObject& object, const 
     return entry;
 }
 
-/// Calls `visit` with each parent of `path`, the nearest first.
-template <typename Visit> void visitParents(const QString& path, Visit visit)
+/// The length of what two paths share up to their last common separator.
+qsizetype sharedParentLength(QStringView left, QStringView right)
 {
-    for (qsizetype end = path.lastIndexOf(u'/'); end > 0; end = path.lastIndexOf(u'/', end - 1))
-        visit(path.first(end));
+    const auto shared = std::mismatch(left.begin(), left.end(), right.begin(), right.end()).first - left.begin();
+    return std::max<qsizetype>(left.first(shared).lastIndexOf(u'/'), 0);
 }
 
 void rejectFilesAsDirectories(const Manifest& files, const QSet<QString>& keys)
 {
+    QString previous;
     for (auto file = files.keyBegin(); file != files.keyEnd(); ++file) {
-        visitParents(*file, [&](const QString& parent) {
-            if (keys.contains(portableKey(parent)))
+        const QString key = portableKey(*file);
+        // What the file before had for parents is looked up already; so each directory is looked up once.
+        const qsizetype known = sharedParentLength(key, previous);
+        for (qsizetype end = key.lastIndexOf(u'/'); end > known; end = key.lastIndexOf(u'/', end - 1)) {
+            if (keys.contains(key.first(end)))
                 fail(u"Asset manifest file/directory collision"_s);
-        });
+        }
+        previous = key;
     }
+}
+
+/// Readers take a byte order mark at the front of a text for no part of it, so there it is written as an escape.
+QByteArray compactEntry(const QJsonObject& entry)
+{
+    return QJsonDocument(entry).toJson(QJsonDocument::Compact).replace("\"path\":\"\xef\xbb\xbf", "\"path\":\"\\ufeff");
 }
 
 void rejectOversized(const QByteArray& bytes, const StoreLimits& limits)
@@ -155,7 +166,7 @@ QByteArray writeManifestBytes(const Manifest& files, const StoreLimits& limits)
             {u"path"_s, file.key()}, {u"size"_s, file->size}, {u"sha256"_s, QString::fromLatin1(file->sha256)}};
         if (file != files.cbegin())
             bytes += ',';
-        bytes += QJsonDocument(entry).toJson(QJsonDocument::Compact);
+        bytes += compactEntry(entry);
         rejectOversized(bytes, limits);
     }
     const QJsonObject rest = {{u"format"_s, kFormat}, {u"trust"_s, kTrust.toString()}};

@@ -14,7 +14,8 @@ constexpr qsizetype kMostPathComponents = 48;
 bool isPortablePath(const QString& path);
 
 /// The form in which two spellings are one path on a file system that folds case or normalises Unicode: canonical
-/// composition, then simple case folding. Uniqueness is decided on it; what is stored keeps its own spelling.
+/// composition, then simple case folding. Uniqueness is decided on it; what is stored keeps its own spelling. The key
+/// of a parent directory is the key of the path up to the separator, since nothing composes or folds across one.
 QString portableKey(const QString& path);
 
 } // namespace vok::launcher_assets

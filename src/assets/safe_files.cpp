@@ -77,6 +77,11 @@ QString normalizedRoot(const QString& path)
     return QDir::cleanPath(QDir(path).absolutePath());
 }
 
+QString canonicalPath(const Directory& directory)
+{
+    return QFileInfo(directory.path).canonicalFilePath();
+}
+
 void throwIfExpired(QDeadlineTimer deadline)
 {
     if (deadline.hasExpired())

@@ -26,6 +26,9 @@ struct HashResult
 /// The absolute, clean form of a directory that the user chose. Throws where it is empty or holds NUL.
 QString normalizedRoot(const QString& path);
 
+/// The path of an open directory with its links resolved: what its name really leads to.
+QString canonicalPath(const Directory& directory);
+
 /// Throws "Asset import deadline expired" once `deadline` has passed.
 void throwIfExpired(QDeadlineTimer deadline);
 

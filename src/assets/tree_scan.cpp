@@ -67,8 +67,13 @@ public:
     {
         throwIfExpired(m_deadline);
         rejectDepth(depth);
-        for (const DirectoryName& name : sortedNames(directory)) {
+        const size_t level = m_pending.size();
+        m_pending.push_back(namesLastFirst(directory));
+        dropUnreachableNames();
+        while (!m_pending[level].empty()) {
             throwIfExpired(m_deadline);
+            const DirectoryName name = std::move(m_pending[level].back());
+            m_pending[level].pop_back();
             const QString relative = prefix.isEmpty() ? name.text : prefix + u'/' + name.text;
             admit(relative, name.isExact);
             switch (kindIn(directory, name.text)) {
@@ -82,31 +87,46 @@ public:
                 fail(u"Symlinks and special files are not allowed: "_s + relative);
             }
         }
+        m_pending.pop_back();
     }
 
 private:
-    /// In plain order by UTF-16 code unit. A directory may hold more names than could ever be admitted: of those only
-    /// the first are kept, enough to come to the same refusal.
-    std::vector<DirectoryName> sortedNames(const Directory& directory) const
+    /// In plain order by UTF-16 code unit, backwards. A directory may hold more names than could ever be admitted: of
+    /// those only the first are kept, enough to come to the same refusal.
+    std::vector<DirectoryName> namesLastFirst(const Directory& directory) const
     {
-        const auto before = [](const DirectoryName& left, const DirectoryName& right) {
-            return left.text < right.text;
-        };
-        const auto most = static_cast<size_t>(m_limits.entries - m_inventory.entryCount + 1);
+        const auto after = [](const DirectoryName& left, const DirectoryName& right) { return left.text > right.text; };
+        const size_t most = room();
         std::vector<DirectoryName> names;
-        const auto dropUnreachable = [&] {
-            std::nth_element(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(most), names.end(), before);
-            names.resize(most);
-        };
         const bool listed = listNames(directory, [&](DirectoryName name) {
             names.push_back(std::move(name));
-            if (names.size() >= 2 * most + 1)
-                dropUnreachable();
+            if (names.size() > 2 * most) {
+                const auto first = names.end() - static_cast<std::ptrdiff_t>(most);
+                std::nth_element(names.begin(), first, names.end(), after);
+                names.erase(names.begin(), first);
+            }
         });
         if (!listed)
             fail(u"Unsafe or unreadable directory "_s + directory.path);
-        std::sort(names.begin(), names.end(), before);
+        std::sort(names.begin(), names.end(), after);
         return names;
+    }
+
+    /// How many names may still be looked at, counting the one too many that ends the walk.
+    size_t room() const { return static_cast<size_t>(m_limits.entries - m_inventory.entryCount + 1); }
+
+    /// The names that wait on the levels above share that room with those found last. What lies beyond it is never
+    /// reached, because the walk ends first; if it were kept, memory would grow with the depth.
+    void dropUnreachableNames()
+    {
+        size_t left = room();
+        for (auto names = m_pending.rbegin(); names != m_pending.rend(); ++names) {
+            if (names->size() > left) {
+                names->erase(names->begin(), names->end() - static_cast<std::ptrdiff_t>(left));
+                names->shrink_to_fit();
+            }
+            left -= names->size();
+        }
     }
 
     void admit(const QString& relative, bool isExact)
@@ -172,6 +192,8 @@ private:
     }
 
     TreeInventory& m_inventory;
+    /// For each open level, the names that are still to be looked at.
+    std::vector<std::vector<DirectoryName>> m_pending;
     bool m_inspectArchives;
     QDeadlineTimer m_deadline;
     const StoreLimits& m_limits;

@@ -3,6 +3,7 @@
 #include "assets/directory_chain.h"
 #include "assets/failure.h"
 #include "assets/import.h"
+#include "assets/portable_path.h"
 #include "assets/safe_files.h"
 #include "assets/staging.h"
 
@@ -46,10 +47,31 @@ Directory assetsOf(const Directory& root, bool create)
     return requireDirectoryIn(root, kAssetsName.toString(), create, kForever);
 }
 
-void commitRepaired(const Stage& stage, const Directory& root, const Manifest& files)
+/// A file that would come to stand beside one that only another spelling tells apart makes a tree that no scan accepts
+/// any more. Such a tree needs its owner's hand, so nothing is written.
+void rejectCollisions(const Directory& assets, const TreeInventory& tree, const Manifest& damaged)
+{
+    for (auto file = damaged.keyBegin(); file != damaged.keyEnd(); ++file) {
+        const QString key = portableKey(*file);
+        for (qsizetype last = 0; last <= file->count(u'/'); ++last) {
+            const QString path = file->section(u'/', 0, last);
+            if (tree.portableKeys.contains(key.section(u'/', 0, last)) && kindIn(assets, path) == EntryKind::Absent)
+                fail(u"Colliding portable asset path "_s + path);
+        }
+    }
+}
+
+Manifest repairSet(const Directory& assets, const Manifest& manifest)
+{
+    const TreeInventory tree = scannedTree(assets);
+    Manifest damaged = damagedEntries(tree, manifest);
+    rejectCollisions(assets, tree, damaged);
+    return damaged;
+}
+
+void commitRepaired(const Stage& stage, const Directory& assets, const Manifest& files)
 {
     const QString failure = u"Cannot commit repaired asset "_s;
-    const Directory assets = assetsOf(root, false);
     DirectoryChain staged(stage.directory(), DirectoryChain::Missing::Refuse);
     DirectoryChain targets(assets, DirectoryChain::Missing::Create, failure);
     for (auto file = files.keyBegin(); file != files.keyEnd(); ++file) {
@@ -102,14 +124,16 @@ Report repairTree(const QString& source, const QString& installation)
         const QString path = normalizedRoot(installation);
         rejectOverlap(sourceRoot.path, path);
         const Directory root = requireRoot(path, false, true, kForever);
+        rejectOverlap(canonicalPath(sourceRoot), canonicalPath(root));
         const FileHandle lock = lockRoot(root, true, kForever);
         const Manifest manifest = readManifest(root);
         // The proof that the source is the same data comes before the first write, and for all of it.
         requireSameData(sourceRoot, manifest);
-        const Manifest damaged = damagedEntries(scannedTree(assetsOf(root, true)), manifest);
+        const Directory assets = assetsOf(root, true);
+        const Manifest damaged = repairSet(assets, manifest);
         const Stage stage(root);
         copyEntries(sourceRoot, stage.directory(), damaged, kForever);
-        commitRepaired(stage, root, damaged);
+        commitRepaired(stage, assets, damaged);
         return compareInventory(scannedTree(assetsOf(root, false)), manifest);
     });
 }

@@ -2,6 +2,7 @@
 #include "assets/manifest.h"
 #include "assets/safe_files.h"
 #include "assets/staging.h"
+#include "assets/verify.h"
 #include "support/archive_builder.h"
 #include "support/failure_of.h"
 #include "support/sample_store.h"
@@ -34,6 +35,8 @@ private Q_SLOTS:
     void refusesASourceWithoutTheOriginalsData();
     void refusesBadRoots_data();
     void refusesBadRoots();
+    void refusesRootsThatMeetThroughALink();
+    void takesNamesThatBeginWithAByteOrderMark();
     void refusesWhereAnyPartOfAStoreStands_data();
     void refusesWhereAnyPartOfAStoreStands();
     void leavesAFinishedStoreUntouched();
@@ -226,6 +229,26 @@ void TestImport::refusesBadRoots()
     const auto absolute = [&](const QString& path) { return path.isEmpty() ? path : sample.tree().path(path); };
     QCOMPARE(importErrors(absolute(source), absolute(root)), QStringList{message});
     QCOMPARE(sample.tree().listing(), before);
+}
+
+void TestImport::refusesRootsThatMeetThroughALink()
+{
+    const SampleStore sample;
+    sample.tree().link(sample.tree().path(u"game/app/base"_s), u"store"_s);
+    const QStringList before = sample.tree().listing();
+    QCOMPARE(
+        importErrors(sample.source(), sample.root()),
+        QStringList{u"Source and installation directories must not overlap"_s});
+    QCOMPARE(sample.tree().listing(), before);
+}
+
+void TestImport::takesNamesThatBeginWithAByteOrderMark()
+{
+    const SampleStore sample;
+    sample.tree().write(u"game/app/base/\ufeffmarked/\ufeffname"_s, "content");
+    QCOMPARE(importErrors(sample.source(), sample.root()), QStringList());
+    const Report verified = verifyTree(sample.root());
+    QVERIFY2(verified.isClean(), qPrintable(verified.missing.join(u' ')));
 }
 
 void TestImport::refusesWhereAnyPartOfAStoreStands_data()

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void survivesEveryFlippedBit();
     void writesCompactReproducibleBytes();
     void readsBackWhatItWrites();
+    void keepsAByteOrderMarkAtTheFrontOfAPath();
     void refusesToWriteAboveTheLimit();
 };
 
@@ -159,6 +160,10 @@ void TestManifest::refusesEveryFault_data()
     row("same path but for composition", ManifestBuilder().entry(u"\u00e9"_s).entry(u"e\u0301"_s), kDuplicate);
     row("one byte above 128 GiB", totalling(kLargestFile).entry(u"one"_s, 1), u"Manifest exceeds 128 GiB limit"_s);
     row("file as directory", ManifestBuilder().entry(u"a"_s).entry(u"A/b"_s), kCollision);
+    row("file as directory among others",
+        ManifestBuilder().entry(u"a"_s).entry(u"A-b/c"_s).entry(u"A/b/c"_s).entry(u"A/b/d"_s).entry(u"a0"_s),
+        kCollision);
+    row("file as inner directory", ManifestBuilder().entry(u"A/b"_s).entry(u"a/B/c"_s), kCollision);
     row("file as far directory", ManifestBuilder().entry(u"x/y"_s).entry(u"X/Y/z/w"_s), kCollision);
 }
 
@@ -305,6 +310,13 @@ void TestManifest::readsBackWhatItWrites()
     const TempTree tree;
     tree.write(u"asset-manifest.json"_s, writeManifestBytes(files));
     QCOMPARE(readManifest(opened(tree)), files);
+}
+
+void TestManifest::keepsAByteOrderMarkAtTheFrontOfAPath()
+{
+    const ManifestEntry entry = {0, kEmptySha256};
+    const Manifest files = {{u"\ufeff"_s, entry}, {u"\ufeffa/\ufeffb\ufeff"_s, entry}, {u"a/\ufeffb"_s, entry}};
+    QCOMPARE(parseManifest(writeManifestBytes(files)), files);
 }
 
 void TestManifest::refusesToWriteAboveTheLimit()

@@ -1,5 +1,6 @@
 #include "assets/portable_path.h"
 
+#include <QRandomGenerator>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
@@ -16,6 +17,9 @@ private Q_SLOTS:
     void keepsSpellingsApartUnlessAFileSystemCouldMixThem_data();
     void keepsSpellingsApartUnlessAFileSystemCouldMixThem();
     void foldsAsciiLikeTheGeneralRule();
+    void foldsLongRunsOfMarksLikeTheGeneralRule();
+    void takesNoLongerForLongRunsOfMarks();
+    void givesAParentTheKeyUpToTheSeparator();
 };
 
 namespace
@@ -97,6 +101,41 @@ void TestPortablePath::foldsAsciiLikeTheGeneralRule()
     for (char16_t unit = 1; unit < 0x80; ++unit) {
         const QString text = u"x/"_s + QChar(unit);
         QCOMPARE(portableKey(text), text.normalized(QString::NormalizationForm_C).toCaseFolded());
+    }
+}
+
+void TestPortablePath::foldsLongRunsOfMarksLikeTheGeneralRule()
+{
+    // Marks of several classes, among them one that counts as a starter and decomposes into two marks, one that is
+    // composed of two, one outside the first plane, and letters that compose with them.
+    const QList<char32_t> marks = {0x0345, 0x0334, 0x0301,  0x0323, 0x0344, 0x0f73,
+                                   0x0f71, 0x0f72, 0x1d165, 0x05b0, 0x0340};
+    const QList<char32_t> starters = {U'a', U'/', U'Ş', 0x1100, 0x1161, 0x212b};
+    QRandomGenerator random(20);
+    for (int round = 0; round < 2000; ++round) {
+        QList<char32_t> text = {U'e'};
+        while (text.size() < 120)
+            text.append(
+                random.bounded(40) == 0 ? starters.at(random.bounded(int(starters.size())))
+                                        : marks.at(random.bounded(int(marks.size()))));
+        const QString path = QString::fromUcs4(text.constData(), text.size());
+        QCOMPARE(portableKey(path), path.normalized(QString::NormalizationForm_C).toCaseFolded());
+    }
+}
+
+void TestPortablePath::takesNoLongerForLongRunsOfMarks()
+{
+    // A thousand paths of the longest kind; the general rule alone would take minutes for them.
+    const QString path = u"a"_s + QString(2000, QChar(0x0345)) + QString(2000, QChar(0x0334));
+    for (int i = 0; i < 1000; ++i)
+        QVERIFY(!portableKey(path + QString::number(i)).isEmpty());
+}
+
+void TestPortablePath::givesAParentTheKeyUpToTheSeparator()
+{
+    for (const QString& parent : {u"A"_s, u"e\u0301"_s, u"İ"_s, u"\u1100"_s, u"<"_s}) {
+        for (const QString& name : {u"b"_s, u"\u0338"_s, u"\u0301x"_s, u"\u1161"_s, u"\u0345"_s})
+            QCOMPARE(portableKey(parent + u'/' + name), portableKey(parent) + u'/' + portableKey(name));
     }
 }
 

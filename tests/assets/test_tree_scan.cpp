@@ -294,6 +294,12 @@ void TestTreeScan::comesToTheSameRefusalHoweverManyNamesFollow()
     for (int i = 0; i < 40; ++i)
         tree.write(u"f%1"_s.arg(i, 2, 10, QChar(u'0')), "");
     QCOMPARE(failureFor(tree, false, limits), u"Asset tree exceeds 200000 entries"_s);
+    // Names that wait on outer levels give way to those found further in, and the refusal stays the same.
+    tree.makeDirectory(u"a/b"_s);
+    QCOMPARE(failureFor(tree, false, limits), u"Asset tree exceeds 200000 entries"_s);
+    tree.link(u"f00"_s, u"a/b/link"_s);
+    QCOMPARE(failureFor(tree, false, limits), u"Symlinks and special files are not allowed: a/b/link"_s);
+    tree.remove(u"a"_s);
     // A fault among the first names is told before the number of the others.
     tree.link(u"f00"_s, u"a-link"_s);
     QCOMPARE(failureFor(tree, false, limits), u"Symlinks and special files are not allowed: a-link"_s);

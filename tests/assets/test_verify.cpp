@@ -38,6 +38,8 @@ private Q_SLOTS:
     void refusesASourceThatDiffersAnywhere();
     void acceptsASourceWithMore();
     void repairStopsAtALinkInTheTree();
+    void repairWritesNothingThatWouldCollide_data();
+    void repairWritesNothingThatWouldCollide();
     void repairRefusesBadRoots();
     void repairNeedsTheLockForItself();
     void repairReportsAFileThatCannotBeReplaced();
@@ -297,6 +299,31 @@ void TestVerify::repairStopsAtALinkInTheTree()
     store.tree().link(store.tree().path(u"outside"_s), kReadme);
     QCOMPARE(store.repaired().errors, QStringList{u"Symlinks and special files are not allowed: readme.txt"_s});
     QCOMPARE(store.tree().read(u"outside"_s), QByteArray("outside"));
+}
+
+void TestVerify::repairWritesNothingThatWouldCollide_data()
+{
+    QTest::addColumn<QString>("from");
+    QTest::addColumn<QString>("to");
+    QTest::addColumn<QString>("collision");
+    QTest::newRow("file in other case") << u"readme.txt"_s << u"README.txt"_s << u"readme.txt"_s;
+    QTest::newRow("directory in other case") << u"data"_s << u"Data"_s << u"data"_s;
+    QTest::newRow("inner directory in other composition")
+        << u"data/Işık"_s << u"data/Is\u0327ık"_s.normalized(QString::NormalizationForm_D) << u"data/Işık"_s;
+}
+
+void TestVerify::repairWritesNothingThatWouldCollide()
+{
+    QFETCH(QString, from);
+    QFETCH(QString, to);
+    QFETCH(QString, collision);
+    const ImportedStore store;
+    QVERIFY(QFile::rename(assetsPath(store.root()) + u'/' + from, assetsPath(store.root()) + u'/' + to));
+    const QStringList before = store.rootListing();
+    QCOMPARE(store.repaired().errors, QStringList{u"Colliding portable asset path "_s + collision});
+    QCOMPARE(store.rootListing(), before);
+    // The store can still be measured.
+    QVERIFY(!store.verified().extra.isEmpty());
 }
 
 void TestVerify::repairRefusesBadRoots()

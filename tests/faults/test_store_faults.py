@@ -320,6 +320,13 @@ class StoreFaults(unittest.TestCase):
             self.assert_whole_store(error)
             self.assertEqual(Root(self.root).stages, [])
 
+    def test_a_file_system_without_second_names_as_well_gets_its_store_and_never_replaces(self):
+        faults = (("renameat2", "1+", "error=EINVAL"), ("linkat", "1+", "error=EPERM"))
+        self.forget_root()
+        outcome = injection.injected_all(self.import_command, *faults)
+        self.assertEqual(outcome.code, 0, outcome.errors)
+        self.assert_whole_store("neither exclusive rename nor links")
+
     def test_on_such_a_file_system_a_kill_or_fault_leaves_a_way_on(self):
         def command(extra):
             return ["strace", "-f", "-qq", "-o", os.devnull, "-e", "trace=renameat2,linkat,mkdirat,renameat,unlinkat",

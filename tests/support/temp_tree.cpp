@@ -43,6 +43,13 @@ TempTree::TempTree()
     require(m_directory.isValid(), u"temporary directory"_s);
 }
 
+TempTree::~TempTree()
+{
+    // Qt's own removal leaves names behind that are no Unicode text.
+    std::error_code ignored;
+    std::filesystem::remove_all(native(m_directory.path()), ignored);
+}
+
 QString TempTree::path(const QString& relative) const
 {
     return relative.isEmpty() ? m_directory.path() : m_directory.filePath(relative);

@@ -16,6 +16,9 @@ class TempTree
 {
 public:
     TempTree();
+    ~TempTree();
+    TempTree(const TempTree&) = delete;
+    TempTree& operator=(const TempTree&) = delete;
 
     QString path(const QString& relative = {}) const;
     /// Makes `relative` with its parents.
