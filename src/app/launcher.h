@@ -131,7 +131,7 @@ private:
 
     // assets/launcher_asset_tasks.cpp
     /// Runs `work` on a thread of its own; after a clean result `after`, where there is one, runs on this thread.
-    /// Throws std::runtime_error while other asset work or an HTTPS request runs.
+    /// Throws std::runtime_error while other asset work or an HTTPS request runs, or where no thread can be started.
     void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after);
     void finishAssetTask(const AssetOutcome& outcome, const std::function<void()>& after);
     void importAssets(bool installer);
