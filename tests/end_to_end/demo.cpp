@@ -61,8 +61,8 @@ private:
 
 void print(const QString& line)
 {
-    std::printf("%s\n", qUtf8Printable(line));
-    std::fflush(stdout);
+    static_cast<void>(std::printf("%s\n", qUtf8Printable(line)));
+    static_cast<void>(std::fflush(stdout));
 }
 
 void Demo::tell(const QString& text)
@@ -202,7 +202,7 @@ void play(const QString& game, const QString& pictures)
 void passOnOtherMessages(QtMsgType, const QMessageLogContext&, const QString& message)
 {
     if (!message.startsWith(u"This plugin does not support "_s))
-        std::fprintf(stderr, "%s\n", qUtf8Printable(message));
+        static_cast<void>(std::fprintf(stderr, "%s\n", qUtf8Printable(message)));
 }
 
 } // namespace
@@ -214,14 +214,14 @@ int main(int argc, char** argv)
     const QApplication application(argc, argv);
     const QStringList words = QApplication::arguments();
     if (words.size() != 3) {
-        std::fputs("usage: vok-demo GAME PICTURES\n", stderr);
+        static_cast<void>(std::fputs("usage: vok-demo GAME PICTURES\n", stderr));
         return 2;
     }
     try {
         play(QFileInfo(words.at(1)).absoluteFilePath(), words.at(2));
         return 0;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "vok-demo: %s\n", failure.what());
+        static_cast<void>(std::fprintf(stderr, "vok-demo: %s\n", failure.what()));
         return 1;
     }
 }

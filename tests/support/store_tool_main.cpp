@@ -79,10 +79,10 @@ int main(int argc, char** argv)
             {u"bytes"_s, static_cast<double>(report.bytes)},
             {u"seconds"_s, static_cast<double>(timer.nsecsElapsed()) / kNanosecondsPerSecond},
             {u"peak_memory_bytes"_s, peakMemoryBytes()}};
-        std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData());
+        static_cast<void>(std::puts(QJsonDocument(line).toJson(QJsonDocument::Compact).constData()));
         return report.isClean() ? 0 : 1;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "vok-store-tool: %s\n", failure.what());
+        static_cast<void>(std::fprintf(stderr, "vok-store-tool: %s\n", failure.what()));
         return 2;
     }
 }
