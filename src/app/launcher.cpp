@@ -2,6 +2,7 @@
 
 #include "accounts/secret_bytes.h"
 #include "app/identity.h"
+#include "app/presentable_text.h"
 #include "assets/manifest.h"
 
 #include <QApplication>
@@ -108,19 +109,20 @@ void Launcher::guarded(const std::function<void()>& action)
 void Launcher::reportFailure(const QString& text)
 {
     endAssetWork();
-    status->setText(text);
+    const QString shown = presentable(text);
+    status->setText(shown);
     logLine(text);
     if (echoToStderr) {
         QCoreApplication::exit(1);
         return;
     }
     QWidget* modal = QApplication::activeModalWidget();
-    QMessageBox::warning(modal != nullptr ? modal : this, kProductName, literally(text), QMessageBox::Ok);
+    QMessageBox::warning(modal != nullptr ? modal : this, kProductName, literally(breakable(shown)), QMessageBox::Ok);
 }
 
 void Launcher::refreshPages()
 {
-    installLabel->setText(u"Kurulum klasörü: "_s + installRoot->text());
+    installLabel->setText(presentable(u"Kurulum klasörü: "_s + installRoot->text()));
     if (!QFileInfo(launcher_assets::manifestPath(installRoot->text())).isFile())
         pages->setCurrentWidget(installPage);
     else

@@ -92,10 +92,10 @@ private:
     void guarded(const std::function<void()>& action);
 
     /// Ends asset work, whether or not any ran, and tells the player `text` in the status line, the log and a message
-    /// box.
+    /// box. Only the log holds all of a text that is not presentable.
     void reportFailure(const QString& text);
 
-    /// Adds `text` with the present UTC time to the log views.
+    /// Adds `text`, as one line whatever it holds, with the present UTC time to the log views.
     void logLine(const QString& text);
 
     /// The same for each of `texts`. Of more than the views hold they get only the last.
@@ -131,7 +131,7 @@ private:
 
     // assets/launcher_asset_tasks.cpp
     /// Runs `work` on a thread of its own; after a clean result `after`, where there is one, runs on this thread.
-    /// Throws std::runtime_error while other asset work or an HTTPS request runs.
+    /// Throws std::runtime_error while other asset work or an HTTPS request runs, or where no thread can be started.
     void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after);
     void finishAssetTask(const AssetOutcome& outcome, const std::function<void()>& after);
     void importAssets(bool installer);

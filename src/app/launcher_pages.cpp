@@ -42,11 +42,15 @@ QLabel* wrappedLabel(const QString& text)
     return label;
 }
 
-// For texts that hold a path or somebody else's words, and must never be taken for markup.
+// For texts that hold a path or somebody else's words: they must never be taken for markup, and a word that cannot be
+// broken is cut off rather than made the width of the window.
 QLabel* literalLabel(const QString& text)
 {
     QLabel* label = wrappedLabel(text);
     label->setTextFormat(Qt::PlainText);
+    QSizePolicy policy = label->sizePolicy();
+    policy.setHorizontalPolicy(QSizePolicy::Ignored);
+    label->setSizePolicy(policy);
     return label;
 }
 

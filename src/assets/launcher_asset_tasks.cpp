@@ -13,6 +13,7 @@
 
 #include <exception>
 #include <optional>
+#include <stdexcept>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -53,12 +54,20 @@ void Launcher::assetTask(std::function<Report()> work, std::function<void()> aft
             Qt::QueuedConnection);
     });
     worker->setParent(this);
-    workers.append(worker);
     connect(worker, &QThread::finished, this, [this, worker] {
         workers.removeOne(worker);
         worker->deleteLater();
     });
     worker->start(QThread::InheritPriority);
+    // QThread only warns where the system has no thread to give. A quick worker may be at its end already; asked in
+    // this order, it cannot slip through between the two.
+    if (!worker->isRunning() && !worker->isFinished()) {
+        worker->deleteLater();
+        endAssetWork();
+        throw std::runtime_error("Cannot start asset worker thread");
+    }
+    // Its end is told by the event loop, so never before this.
+    workers.append(worker);
 }
 
 void Launcher::finishAssetTask(const AssetOutcome& outcome, const std::function<void()>& after)

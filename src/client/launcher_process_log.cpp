@@ -1,4 +1,5 @@
 #include "app/launcher.h"
+#include "app/presentable_text.h"
 
 #include <QDateTime>
 #include <QDialog>
@@ -65,7 +66,7 @@ void Launcher::logLines(const QStringList& texts)
     const QString time = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
     QStringList lines;
     for (const QString& text : texts)
-        lines.append(time + u' ' + text);
+        lines.append(time + u' ' + oneLine(text));
     if (echoToStderr)
         static_cast<void>(std::fprintf(stderr, "%s\n", qUtf8Printable(lines.join(u'\n'))));
     // A damaged store has up to 200000 entries to tell of. What would fall out of the views at once is not put into

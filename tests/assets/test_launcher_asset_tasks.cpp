@@ -10,10 +10,13 @@
 #include <QSemaphore>
 #include <QThread>
 
+#include <dlfcn.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -22,6 +25,22 @@ using namespace Qt::Literals::StringLiterals;
 using namespace vok;
 using namespace vok::test_support;
 using vok::launcher_assets::Report;
+
+namespace
+{
+
+std::atomic<bool> noThreadIsLeft = false;
+
+} // namespace
+
+/// Stands before the C library's for this whole process, and says what a system without a thread to give says.
+extern "C" int pthread_create(
+    pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*), void* argument) noexcept
+{
+    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto next = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+    return noThreadIsLeft ? EAGAIN : next(thread, attributes, routine, argument);
+}
 
 class TestLauncherAssetTasks : public QObject
 {
@@ -41,6 +60,7 @@ private Q_SLOTS:
     void reportsWhatTheNextStepThrows();
     void refusesASecondTask();
     void canStartAgainAfterAFailure();
+    void endsWhereNoThreadCanBeStarted();
     void waitsForTheWorkWhenClosed();
     void forgetsItsThreads();
     void asksForTheSource_data();
@@ -352,6 +372,37 @@ void TestLauncherAssetTasks::canStartAgainAfterAFailure()
     WAIT_UNTIL_IDLE(window);
     window.access.assetTask([] { return Report(); });
     WAIT_UNTIL_IDLE(window);
+    QCOMPARE(window.status(), kVerified);
+}
+
+void TestLauncherAssetTasks::endsWhereNoThreadCanBeStarted()
+{
+    const QString cannotStart = u"Cannot start asset worker thread"_s;
+    const LauncherWindow window(store->root());
+    bool isWorkRun = false;
+    const auto work = [&] {
+        isWorkRun = true;
+        return Report();
+    };
+    ModalPlayer player({press(QMessageBox::Ok)});
+    noThreadIsLeft = true;
+    const QString failure = failureOf([&] { window.access.assetTask(work); });
+    const bool isBusyAfterwards = window.access.assetBusy();
+    window.access.guarded([&] { window.access.assetTask(work); });
+    noThreadIsLeft = false;
+    QCOMPARE(failure, cannotStart);
+    QVERIFY(!isBusyAfterwards);
+    QCOMPARE(player.texts(), QStringList(cannotStart));
+    QCOMPARE(window.status(), cannotStart);
+    QVERIFY(!window.access.assetBusy());
+    QVERIFY(window.find<QStackedWidget>("pages").isEnabled());
+    QVERIFY(window.access.workers().isEmpty());
+    QTRY_COMPARE(window.launcher.findChildren<QThread*>().size(), 0);
+    QVERIFY(!isWorkRun);
+
+    window.access.assetTask(work);
+    WAIT_UNTIL_IDLE(window);
+    QVERIFY(isWorkRun);
     QCOMPARE(window.status(), kVerified);
 }
 
