@@ -122,7 +122,7 @@ class StoreFaults(unittest.TestCase):
         faults = 0
         for call, when, line in self.points(self.import_command, self.forget_root):
             for error in ERRORS:
-                for span in (f"{when}", f"{when}+"):
+                for span in self.spans(call, when):
                     where = f"{error} at {span}: {line}"
                     with self.subTest(where):
                         self.forget_root()
@@ -130,6 +130,15 @@ class StoreFaults(unittest.TestCase):
                         faults += 1
                         self.look_after_failing_import(outcome, call, span, line)
         print(f"import: {faults} faults")
+
+    @staticmethod
+    def spans(call, when):
+        """Once, and from then on."""
+        if call == "write" and "VOK_SANITIZED" in os.environ:
+            # A sanitizer's runtime writes into pipes of its own while an exception passes, and where that fails it
+            # ends the program as if all were well.
+            return (f"{when}",)
+        return (f"{when}", f"{when}+")
 
     def look_after_failing_import(self, outcome, call, span, line):
         if outcome.code == 0:
@@ -153,7 +162,7 @@ class StoreFaults(unittest.TestCase):
         for call, when, line in injection.recorded(self.import_command, str(self.folder)):
             # Making the root only asks whether that is needed.
             asks_for_root = call == "newfstatat" and str(self.source) not in line and "AT_FDCWD" in line
-            if call not in LOOKING or ".asset-stage-" in line or asks_for_root:
+            if call not in LOOKING or ".asset-stage-" in line or "/proc/" in line or asks_for_root:
                 continue
             with self.subTest(line):
                 self.forget_root()
