@@ -153,6 +153,8 @@ qint64 readBlockAt(const FileHandle& file, qint64 offset, char* data, qint64 siz
 qint64 writeBlock(const FileHandle& file, const char* data, qint64 size);
 bool seekToStart(const FileHandle& file);
 
+/// Asks the system to begin writing these bytes of a file to the disk, and does not wait. No more than a hint.
+void beginFlush(const FileHandle& file, qint64 offset, qint64 size);
 /// File data reaches stable storage before this returns.
 bool flushFile(const FileHandle& file);
 /// The names in `directory` reach stable storage before this returns, where the platform's renames do not see to it.

@@ -232,6 +232,11 @@ bool seekToStart(const FileHandle& file)
     return ::lseek(descriptor(file), 0, SEEK_SET) == 0;
 }
 
+void beginFlush(const FileHandle& file, qint64 offset, qint64 size)
+{
+    ::sync_file_range(descriptor(file), offset, size, SYNC_FILE_RANGE_WRITE);
+}
+
 bool flushFile(const FileHandle& file)
 {
     return uninterrupted([&] { return ::fsync(descriptor(file)); }) == 0;

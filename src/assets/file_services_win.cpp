@@ -208,6 +208,11 @@ bool seekToStart(const FileHandle& file)
     return SetFilePointerEx(handleOf(file), {}, nullptr, FILE_BEGIN) != 0;
 }
 
+void beginFlush(const FileHandle&, qint64, qint64)
+{
+    // The system offers no such thing: FlushFileBuffers waits.
+}
+
 bool flushFile(const FileHandle& file)
 {
     return FlushFileBuffers(handleOf(file)) != 0;

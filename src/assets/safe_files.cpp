@@ -184,8 +184,12 @@ HashResult hashFile(
             fail(u"Growing asset exceeds file limit: "_s + name);
         digest.update(block.data(), got);
         total += got;
-        if (destination.isValid())
+        if (destination.isValid()) {
             writeBlockWhole(destination, block.data(), got, u"Cannot write asset "_s + name, deadline);
+            // The disk works while the next blocks are hashed, so that the flush finds little left to wait for.
+            if (got == kBlockBytes)
+                beginFlush(destination, total - got, got);
+        }
     }
 
     throwIfExpired(deadline);
