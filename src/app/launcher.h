@@ -5,13 +5,15 @@
 /// addActionButton shows it. All of it runs on the user-interface thread.
 #pragma once
 
+#include "host/trusted_network.h"
+
 #include <QImage>
 #include <QList>
-#include <QNetworkAccessManager>
 #include <QSettings>
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 
 class QBoxLayout;
 class QCheckBox;
@@ -19,15 +21,18 @@ class QComboBox;
 class QDialog;
 class QDoubleSpinBox;
 class QFormLayout;
+class QJsonObject;
 class QLabel;
 class QLineEdit;
 class QNetworkReply;
 class QPlainTextEdit;
+class QProcess;
 class QProgressBar;
 class QPushButton;
 class QSpinBox;
 class QStackedWidget;
 class QThread;
+class QUrl;
 
 namespace vok::launcher_assets
 {
@@ -37,12 +42,21 @@ struct Report;
 namespace vok::launcher_client
 {
 struct GraphicsOptions;
+struct Output;
+} // namespace vok::launcher_client
+
+namespace vok::launcher_server
+{
+struct Hooks;
 }
 
 namespace vok
 {
 
 struct AssetOutcome;
+struct Exchange;
+struct TransferBudget;
+class Hop;
 
 class Launcher : public QWidget
 {
@@ -112,11 +126,49 @@ private:
     /// Sets what the skin's actions allow on the current page. Does nothing before there is a skin.
     void updateSkinActions();
 
-    // accounts/launcher_profiles.cpp, accounts/launcher_account.cpp
+    // transport/launcher_fetch.cpp, transport/launcher_api.cpp
+    /// Takes the body of a successful answer. What it throws is told as the failure of its exchange.
+    using AnswerHandler = std::function<void(const QByteArray& body)>;
+
+    /// Performs one HTTPS exchange within bounds of bytes, time and origin. `caFile`: PEM file that alone is trusted;
+    /// empty: the system's trust. `auth`: send the session as a bearer token. `limit`: most body bytes of a 2xx answer.
+    /// `stagePath`: where not empty, the body goes to this file and `done` gets no bytes. `redirects`: hops made so
+    /// far. `budget`: null on the first hop. Throws std::runtime_error for what can be told at once; everything later
+    /// goes to the budget's onError or to reportFailure.
+    void fetch(
+        const QUrl& url, const QString& caFile, const QByteArray& method, const QByteArray& body, bool auth,
+        long long limit, const QString& stagePath, AnswerHandler done, int redirects,
+        std::shared_ptr<TransferBudget> budget);
+    void finishHop(Hop& hop, const Exchange& exchange);
+
+    /// Calls the account service of the selected profile: `path` such as "/v1/login", `method` "GET" or "POST", an
+    /// empty `body` for none, `auth` to send the session. `done` gets the body of a success, and only while that
+    /// profile is still selected and unchanged. Throws as fetch does, and where the profile's address is not an HTTPS
+    /// origin.
+    void api(const QString& path, const QByteArray& method, const QJsonObject& body, bool auth, AnswerHandler done);
+
+    // accounts/launcher_profiles.cpp, accounts/launcher_server_dialog.cpp
     void restoreProfiles();
     void changeProfile();
+    /// The stored `auth` and `ca` of the selected profile, read anew; empty where there is no such profile.
+    QString currentAuth() const;
+    QString currentCa() const;
+    void buildServerDialog();
+    void openServerDialog();
+    void saveServerProfile();
+
+    // accounts/launcher_account.cpp
+    void logIn();
+    void registerAccount();
+    void resetPassword();
+    void logOut();
     /// Overwrites and drops the session. The page stays; callers go on with refreshPages.
     void clearSession();
+
+    // accounts/launcher_local_server.cpp
+    launcher_server::Hooks hostHooks();
+    void useLocalServer(
+        const QString& auth, const QString& ca, const QString& user, const QString& adminPassword, bool select);
 
     // client/launcher_settings_dialog.cpp
     launcher_client::GraphicsOptions chosenGraphics() const;
@@ -128,6 +180,17 @@ private:
 
     // client/launcher_process_log.cpp
     void saveDiagnostics();
+    /// Logs what `process` prints, line by line and with `secret` hidden, and kills it at a line of more than 64 KiB.
+    /// `lineHandler`, where there is one, gets the lines instead of the log. Returns the state of the log, whose `dead`
+    /// tells the caller's own handlers that the process was killed for its output.
+    std::shared_ptr<launcher_client::Output> attachProcessLog(
+        QProcess* process, const QByteArray& secret, std::function<void(const QString&)> lineHandler = {});
+
+    // client/launcher_play.cpp
+    /// Starts the client, once the account service has told that the world is online. Throws std::runtime_error for
+    /// every refusal that can be told without the service.
+    void play();
+    void startClient(const QByteArray& worldStatus, const QString& program, const QStringList& arguments);
 
     // assets/launcher_asset_tasks.cpp
     /// Runs `work` on a thread of its own; after a clean result `after`, where there is one, runs on this thread.
@@ -138,7 +201,7 @@ private:
     void verifyAssets(bool repair);
 
     QSettings settings;
-    QNetworkAccessManager network;
+    TrustedNetwork network;
     QByteArray sessionToken; ///< empty: logged out; its buffer is shared with nobody
     bool assetBusy = false;
     bool echoToStderr = false; ///< the log goes to standard error too, and a failure ends the program
@@ -146,7 +209,8 @@ private:
     QList<QThread*> workers;
     QList<QNetworkReply*> activeReplies;
     QString sessionAuth; ///< origin that issued sessionToken
-    QImage skinImage;    ///< the painted background; null: no skin
+    QProcess* clientProcess = nullptr;
+    QImage skinImage; ///< the painted background; null: no skin
 
     struct GraphicsControls
     {
@@ -167,6 +231,10 @@ private:
     };
 
     QDialog* settingsDialog = nullptr;
+    QDialog* serverDialog = nullptr;
+    QLineEdit* serverName = nullptr;
+    QLineEdit* serverAddress = nullptr;
+    QLineEdit* serverCa = nullptr;
     GraphicsControls graphics;
     QLineEdit* installRoot = nullptr;
     QLineEdit* assetSource = nullptr;

@@ -453,8 +453,8 @@ void TestLauncher::diesInPeaceWithEverythingRunning()
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
     int calls = 0;
-    QNetworkReply* reply =
-        window->access.network().get(QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))));
+    QNetworkReply* reply = window->access.network().send(
+        QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))), "GET", {});
     connect(reply, &QNetworkReply::finished, &window->launcher, [&] { ++calls; });
     auto* process = new QProcess(&window->launcher);
     connect(process, &QProcess::finished, &window->launcher, [&] { ++calls; });
@@ -472,8 +472,8 @@ void TestLauncher::refusesAssetWorkWhileARequestRuns()
     const LauncherWindow window;
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    QNetworkReply* reply =
-        window.access.network().get(QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))));
+    QNetworkReply* reply = window.access.network().send(
+        QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))), "GET", {});
     window.access.activeReplies().append(reply);
     const auto& progress = window.find<QProgressBar>("progress");
     const auto stateOfBar = [&] { return QList<int>{progress.minimum(), progress.maximum(), progress.isVisible()}; };

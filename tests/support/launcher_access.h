@@ -16,7 +16,7 @@ struct LauncherTestAccess
     Launcher& launcher;
 
     QSettings& settings() const { return launcher.settings; }
-    QNetworkAccessManager& network() const { return launcher.network; }
+    TrustedNetwork& network() const { return launcher.network; }
     QByteArray& sessionToken() const { return launcher.sessionToken; }
     QString& sessionAuth() const { return launcher.sessionAuth; }
     QList<QNetworkReply*>& activeReplies() const { return launcher.activeReplies; }
