@@ -1,5 +1,6 @@
 #include "app/launcher.h"
 #include "app/presentable_text.h"
+#include "client/whole_file.h"
 
 #include <QDateTime>
 #include <QDialog>
@@ -8,7 +9,6 @@
 #include <QHBoxLayout>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -24,13 +24,6 @@ namespace
 
 constexpr int kMostLogBlocks = 5000;
 constexpr int kSmallestLogHeight = 160;
-
-// A failed flush is tested by itself: Qt 6.4's commit overlooks it, and would put an empty file in the place of the old
-// one.
-bool writeWhole(QSaveFile& file, const QByteArray& bytes)
-{
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() && file.commit();
-}
 
 } // namespace
 
@@ -82,8 +75,7 @@ void Launcher::saveDiagnostics()
     const QString path = QFileDialog::getSaveFileName(settingsDialog, u"Diagnostics"_s, u"vok-diagnostics.txt"_s);
     if (path.isEmpty())
         return;
-    QSaveFile file(path);
-    if (!writeWhole(file, diagnosticLogs->toPlainText().toUtf8()))
+    if (!launcher_client::replaceFile(path, diagnosticLogs->toPlainText().toUtf8()))
         throw std::runtime_error("Cannot save diagnostics");
 }
 
