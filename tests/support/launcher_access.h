@@ -21,6 +21,7 @@ struct LauncherTestAccess
     QString& sessionAuth() const { return launcher.sessionAuth; }
     QList<QNetworkReply*>& activeReplies() const { return launcher.activeReplies; }
     const QList<QThread*>& workers() const { return launcher.workers; }
+    QProcess* clientProcess() const { return launcher.clientProcess; }
     bool assetBusy() const { return launcher.assetBusy; }
     void startAssetWork() const { launcher.startAssetWork(); }
     void setEchoToStderr(bool echo) const { launcher.echoToStderr = echo; }
@@ -31,6 +32,12 @@ struct LauncherTestAccess
         launcher.sessionAuth = origin;
         launcher.refreshPages();
     }
+    void logIn(QByteArrayView token, const QString& origin) const
+    {
+        launcher.sessionToken = ownedCopy(token);
+        launcher.sessionAuth = origin;
+        launcher.refreshPages();
+    }
     void refreshPages() const { launcher.refreshPages(); }
     void clearSession() const { launcher.clearSession(); }
     void persistSettings() const { launcher.persistSettings(); }
@@ -38,6 +45,11 @@ struct LauncherTestAccess
     void logLine(const QString& text) const { launcher.logLine(text); }
     void logLines(const QStringList& texts) const { launcher.logLines(texts); }
     void guarded(const std::function<void()>& action) const { launcher.guarded(action); }
+    std::shared_ptr<launcher_client::Output> attachProcessLog(
+        QProcess* process, const QByteArray& secret, std::function<void(const QString&)> lineHandler = {}) const
+    {
+        return launcher.attachProcessLog(process, secret, std::move(lineHandler));
+    }
     void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after = {}) const
     {
         launcher.assetTask(std::move(work), std::move(after));
