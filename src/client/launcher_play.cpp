@@ -113,8 +113,9 @@ void Launcher::startClient(const QString& program, const QStringList& arguments)
 
 void Launcher::followClient(QProcess* process, const std::shared_ptr<Output>& output)
 {
-    connect(process, &QProcess::started, this, [this, process, output] {
-        launcher_client::handOverSession(*process, output->secret);
+    const auto handOver = launcher_client::prepareSessionHandOver(*process);
+    connect(process, &QProcess::started, this, [this, output, handOver] {
+        handOver(output->secret);
         status->setText(u"İstemci başlatıldı"_s);
     });
     // One fault may lead to another, such as a write that finds the client gone. The player is told the first.

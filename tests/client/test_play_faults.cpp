@@ -129,31 +129,27 @@ void TestPlayFaults::tellsOnceOfAClientThatDies()
 void TestPlayFaults::livesOnWhereTheClientClosesItsInput()
 {
     PlayStage stage({u"close-input"_s, u"wait gate"_s, u"die"_s});
-    for (int box = 0; box < 3; ++box)
-        stage.player.answers.append(press(QMessageBox::Ok));
+    stage.player.answers.append(press(QMessageBox::Ok));
     stage.play();
     QTRY_VERIFY(stage.client.passGate());
     QTRY_VERIFY(stage.hasClientEnded());
-    // Whether the pipe was closed before or after the line had gone into it is the system's affair.
-    QTRY_VERIFY(stage.window.logTexts().contains(u"Process crashed"_s));
     QTRY_VERIFY(QApplication::activeModalWidget() == nullptr);
-    QCOMPARE(stage.player.seen.size(), 1);
+    QCOMPARE(stage.player.texts(), QStringList(u"Process crashed"_s));
     QCOMPARE(stage.window.page(), u"playPage"_s);
 }
 
+// Whether the session is written before or after the client has gone is left to chance, ten times.
 void TestPlayFaults::livesOnWhereTheClientIsGoneBeforeItReads()
 {
     PlayStage stage({u"exit 1"_s});
     for (int start = 0; start < 10; ++start) {
         stage.window.find<QPlainTextEdit>("diagnosticLogs").clear();
-        stage.player.seen.clear();
-        stage.player.answers = {press(QMessageBox::Ok)};
         stage.play();
         QTRY_VERIFY(stage.hasClientEnded());
-        QTRY_VERIFY(QApplication::activeModalWidget() == nullptr);
-        QVERIFY(stage.player.seen.size() <= 1);
-        QVERIFY(stage.window.logTexts().contains(u"Client exit 1"_s));
+        QCOMPARE(stage.window.logTexts(), QStringList(u"Client exit 1"_s));
+        QCOMPARE(stage.window.status(), u"İstemci kapandı"_s);
     }
+    QVERIFY(stage.player.seen.isEmpty());
 }
 
 void TestPlayFaults::hidesTheSessionInWhatTheClientSays()

@@ -42,14 +42,17 @@ public:
         ::mkfifo(QFile::encodeName(path(QStringLiteral("gate"))).constData(), 0600);
     }
 
-    /// Whether it waited at its gate and goes on now.
+    /// Whether it waited at its gate and goes on now. Once it does, this stays true.
     bool passGate() const
     {
+        if (m_isGatePassed)
+            return true;
         const int gate =
             ::open(QFile::encodeName(path(QStringLiteral("gate"))).constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-        if (gate >= 0)
+        m_isGatePassed = gate >= 0;
+        if (m_isGatePassed)
             ::close(gate);
-        return gate >= 0;
+        return m_isGatePassed;
     }
 
     bool hasKept(const char* name) const { return QFile::exists(path(QString::fromLatin1(name))); }
@@ -66,6 +69,9 @@ public:
     }
 
     static QString path(const QString& name) { return QCoreApplication::applicationDirPath() + u'/' + name; }
+
+private:
+    mutable bool m_isGatePassed = false;
 };
 
 } // namespace vok::test_support
