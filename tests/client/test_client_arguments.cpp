@@ -161,15 +161,15 @@ void TestClientArguments::tellsEachChoice_data()
         row("upscaler", choose, u"--upscaler"_s, isOff ? u"bilinear"_s : u"fsr3"_s);
         row("preset", choose, u"--fsr-mode"_s, isOff ? QString() : preset.name);
     }
-    const std::pair<double, const char16_t*> numbers[] = {
-        {0.0, u"0"}, {0.05, u"0.050000000000000003"}, {0.25, u"0.25"}, {0.55, u"0.55000000000000004"}, {1.0, u"1"},
+    const QList<std::pair<double, QString>> numbers{
+        {0.0, u"0"_s}, {0.05, u"0.050000000000000003"_s}, {0.25, u"0.25"_s}, {0.55, u"0.55000000000000004"_s},
+        {1.0, u"1"_s},
     };
-    for (const auto& [number, text] : numbers) {
-        const QString value = QString::fromUtf16(text);
-        row(
-            "scale", [&](auto& graphics) { graphics.renderScale = number; }, u"--render-scale"_s, value);
-        row(
-            "sharpness", [&](auto& graphics) { graphics.fsrSharpness = number; }, u"--fsr-sharpness"_s, value);
+    for (const auto& number : numbers) {
+        const auto scale = [&](auto& graphics) { graphics.renderScale = number.first; };
+        const auto sharpness = [&](auto& graphics) { graphics.fsrSharpness = number.first; };
+        row("scale", scale, u"--render-scale"_s, number.second);
+        row("sharpness", sharpness, u"--fsr-sharpness"_s, number.second);
     }
     row(
         "frames", [](auto& graphics) { graphics.frameGeneration = true; }, u"--frame-generation"_s, u"on"_s);

@@ -13,7 +13,11 @@ class TestPlaySecrets : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { clearSettings(); }
+    void init()
+    {
+        clearSettings();
+        token = HiddenSecret(); // so that no test finds what another has left
+    }
     void keepsTheSessionOnceWhileTheClientRuns();
     void forgetsTheSessionOfAClientThatDoesNotStart();
     void forgetsTheSessionThatAClientDidNotRead();
@@ -30,7 +34,7 @@ private:
         return stage;
     }
 
-    const HiddenSecret token;
+    HiddenSecret token;
 };
 
 void TestPlaySecrets::keepsTheSessionOnceWhileTheClientRuns()

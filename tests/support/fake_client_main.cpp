@@ -33,7 +33,7 @@ constexpr int kBroken = 99;
 
 [[noreturn]] void giveUp(const std::string& what)
 {
-    std::fprintf(stderr, "vok-fake-client: %s\n", what.c_str());
+    static_cast<void>(std::fprintf(stderr, "vok-fake-client: %s\n", what.c_str()));
     std::_Exit(kBroken);
 }
 
@@ -121,7 +121,7 @@ private:
         } else if (step == "exit" && words >> count) {
             std::_Exit(static_cast<int>(count));
         } else if (step == "die") {
-            std::raise(SIGKILL);
+            static_cast<void>(std::raise(SIGKILL));
         } else {
             giveUp("no such step: " + step);
         }
