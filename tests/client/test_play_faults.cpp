@@ -1,6 +1,7 @@
 #include "support/play_stage.h"
 
 #include <QPointer>
+#include <QSignalSpy>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace vok;
@@ -18,6 +19,8 @@ private Q_SLOTS:
     void startsAgainAfterAClientThatDidNotStart();
     void survivesTwoClientsThatDoNotStart();
     void tellsOnceOfAClientThatDies();
+    void tellsOnlyOnceTheProcessIsDone_data();
+    void tellsOnlyOnceTheProcessIsDone();
     void livesOnWhereTheClientClosesItsInput();
     void livesOnWhereTheClientIsGoneBeforeItReads();
     void hidesTheSessionInWhatTheClientSays();
@@ -124,6 +127,35 @@ void TestPlayFaults::tellsOnceOfAClientThatDies()
     QTRY_COMPARE(stage.player.texts(), QStringList(u"Process crashed"_s));
     QTRY_COMPARE(stage.window.status(), u"İstemci kapandı"_s);
     QCOMPARE(stage.window.logTexts().last(3), (QStringList{u"son söz"_s, u"Process crashed"_s, u"Client exit 9"_s}));
+}
+
+void TestPlayFaults::tellsOnlyOnceTheProcessIsDone_data()
+{
+    QTest::addColumn<QString>("end");
+    QTest::newRow("death") << u"die"_s;
+    QTest::newRow("long line") << u"repeat 65537 78"_s;
+}
+
+// While a message box is open the process may be replaced. Its code must not be waiting for the box.
+void TestPlayFaults::tellsOnlyOnceTheProcessIsDone()
+{
+    QFETCH(QString, end);
+    PlayStage stage({u"read"_s, u"wait gate"_s, end});
+    stage.play();
+    QTRY_VERIFY(stage.client.hasKept("session"));
+    QProcess* process = stage.window.access.clientProcess();
+    const QSignalSpy finished(process, &QProcess::finished);
+    bool isDone = false;
+    stage.player.answers.append([&](QDialog& dialog) {
+        QTRY_COMPARE(finished.count(), 1);
+        delete process;
+        isDone = true;
+        press(QMessageBox::Ok)(dialog);
+    });
+    QTRY_VERIFY(stage.client.passGate());
+    QTRY_VERIFY(isDone);
+    QTRY_VERIFY(QApplication::activeModalWidget() == nullptr);
+    QCOMPARE(stage.player.seen.size(), 1);
 }
 
 void TestPlayFaults::livesOnWhereTheClientClosesItsInput()
