@@ -2,16 +2,16 @@
 #pragma once
 
 #include <QByteArray>
-#include <QFile>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <random>
-#include <vector>
+#include <string_view>
 
 namespace vok::test_support
 {
@@ -64,34 +64,40 @@ namespace memory_search_detail
 
 struct Range
 {
-    std::uint64_t begin;
-    std::uint64_t end;
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
 };
 
-/// What this process can write to. Reservations of a sanitizer, of which hardly a page exists, are left out.
-inline std::vector<Range> writableMemory()
+/// The range that `line` of the kernel's list stands for where this process can write to it, else an empty one.
+/// Reservations of a sanitizer, of which hardly a page exists, are left out.
+inline Range writableRange(std::string_view line)
 {
     constexpr std::uint64_t kLargest = std::uint64_t{1} << 30;
-    QFile maps(QStringLiteral("/proc/self/maps"));
-    if (!maps.open(QIODevice::ReadOnly))
+    Range range;
+    const auto first = std::from_chars(line.data(), line.data() + line.size(), range.begin, 16);
+    const auto last = std::from_chars(first.ptr + 1, line.data() + line.size(), range.end, 16);
+    const bool isWritable = std::string_view(last.ptr, 3) == " rw";
+    return isWritable && range.end - range.begin <= kLargest ? range : Range{};
+}
+
+/// The kernel's list of this process's memory.
+inline std::string_view memoryList()
+{
+    static std::array<char, 1 << 20> text;
+    const int file = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
+    std::size_t size = 0;
+    for (ssize_t got = 1; file >= 0 && got > 0 && size < text.size(); size += static_cast<std::size_t>(got))
+        got = std::max<ssize_t>(read(file, text.data() + size, text.size() - size), 0);
+    close(file);
+    if (size == 0 || size == text.size())
         qFatal("the memory of this process cannot be listed");
-    std::vector<Range> ranges;
-    const QByteArrayList lines = maps.readAll().split('\n');
-    for (const QByteArray& line : lines) {
-        const QByteArrayList words = line.simplified().split(' ');
-        if (words.size() < 5 || !words.at(1).startsWith("rw"))
-            continue;
-        const QByteArrayList ends = words.constFirst().split('-');
-        const Range range{ends.value(0).toULongLong(nullptr, 16), ends.value(1).toULongLong(nullptr, 16)};
-        if (range.end - range.begin <= kLargest)
-            ranges.push_back(range);
-    }
-    return ranges;
+    return {text.data(), size};
 }
 
 } // namespace memory_search_detail
 
-/// How often `token` stands in this process's memory.
+/// How often `token` stands in this process's memory. Takes no memory from the heap, because that would be the memory
+/// just freed, which is to be looked at.
 inline int occurrencesInMemory(const HiddenToken& token)
 {
     constexpr std::uint64_t kOverlap = HiddenToken::kBytes - 1;
@@ -100,7 +106,10 @@ inline int occurrencesInMemory(const HiddenToken& token)
     if (memory < 0)
         qFatal("the memory of this process cannot be read");
     int found = 0;
-    for (const auto& [begin, end] : memory_search_detail::writableMemory()) {
+    for (std::string_view list = memory_search_detail::memoryList(); !list.empty();) {
+        const std::string_view line = list.substr(0, list.find('\n'));
+        list.remove_prefix(std::min(line.size() + 1, list.size()));
+        const auto [begin, end] = memory_search_detail::writableRange(line);
         for (std::uint64_t at = begin; at < end; at += block.size() - kOverlap) {
             const std::uint64_t wanted = std::min<std::uint64_t>(block.size(), end - at);
             block.fill('\0'); // else the block would find the copy in itself
