@@ -12,6 +12,8 @@ void Launcher::clearSession()
     // QLineEdit::clear would keep the password in the history of the field.
     password->setText(QString());
     sessionAuth.clear();
+    // A kept connection still holds the headers and answers that it carried.
+    network.forgetConnections();
 }
 
 } // namespace vok

@@ -54,7 +54,6 @@ namespace vok
 {
 
 struct AssetOutcome;
-struct Exchange;
 struct TransferBudget;
 class Hop;
 
@@ -139,6 +138,7 @@ private:
         const QUrl& url, const QString& caFile, const QByteArray& method, const QByteArray& body, bool auth,
         long long limit, const QString& stagePath, AnswerHandler done, int redirects,
         std::shared_ptr<TransferBudget> budget);
+    struct Exchange;
     void finishHop(Hop& hop, const Exchange& exchange);
 
     /// Calls the account service of the selected profile: `path` such as "/v1/login", `method` "GET" or "POST", an
