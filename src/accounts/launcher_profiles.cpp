@@ -1,3 +1,4 @@
+#include "accounts/server_profile.h"
 #include "app/launcher.h"
 #include "app/profile_seeding.h"
 #include "app/settings_keys.h"
@@ -7,6 +8,16 @@
 
 namespace vok
 {
+
+namespace
+{
+
+ServerProfile storedProfile(const QSettings& settings, const QString& name)
+{
+    return parseProfile(settings.value(keys::profileKey(name)).toByteArray());
+}
+
+} // namespace
 
 void Launcher::restoreProfiles()
 {
@@ -22,6 +33,16 @@ void Launcher::changeProfile()
     settings.setValue(keys::kLastProfile, profiles->currentText());
     clearSession();
     refreshPages();
+}
+
+QString Launcher::currentAuth() const
+{
+    return storedProfile(settings, profiles->currentText()).auth;
+}
+
+QString Launcher::currentCa() const
+{
+    return storedProfile(settings, profiles->currentText()).ca;
 }
 
 } // namespace vok

@@ -13,6 +13,9 @@ struct ServerProfile
     QString ca;   ///< path of a PEM file; empty: the system's trust
 };
 
+/// The profile stored as `bytes`. What is not there, or no text, or part of broken JSON, is empty.
+ServerProfile parseProfile(const QByteArray& bytes);
+
 /// Compact JSON of `profile`. Equal profiles give equal bytes.
 QByteArray serialiseProfile(const ServerProfile& profile);
 

@@ -19,11 +19,8 @@ namespace vok
 class TrustedNetwork : public QObject
 {
     Q_OBJECT
-    Q_DISABLE_COPY_MOVE(TrustedNetwork)
 
 public:
-    TrustedNetwork() = default;
-
     /// Sends `request` with its TLS configuration. Whatever the request says, it carries and keeps no cookies and no
     /// remembered credentials, follows no redirect by itself and speaks HTTP/1.1. The reply is the caller's to
     /// deleteLater; it goes with this object at the latest.

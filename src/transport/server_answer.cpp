@@ -11,7 +11,7 @@ namespace vok
 QString refusalText(const QByteArray& body, int status, const QString& networkError)
 {
     const QJsonObject answer = QJsonDocument::fromJson(body).object();
-    const QString message = answer.value("error"_L1).toObject().value("message"_L1).toString();
+    QString message = answer.value("error"_L1).toObject().value("message"_L1).toString();
     if (!message.isEmpty())
         return message;
     return u"Sunucu isteği reddetti (%1): %2"_s.arg(QString::number(status), networkError);

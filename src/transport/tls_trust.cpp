@@ -12,7 +12,7 @@ namespace vok
 namespace
 {
 
-constexpr qint64 kLargestCaFileBytes = 4 * 1024 * 1024;
+constexpr qint64 kLargestCaFileBytes = 4194304;
 
 QByteArray readCaFile(const QString& path)
 {

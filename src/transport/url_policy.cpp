@@ -29,7 +29,7 @@ bool isReleaseHost(const QString& host)
 
 QUrl parseHttpsUrl(const QString& text)
 {
-    const QUrl url(text, QUrl::TolerantMode);
+    QUrl url(text, QUrl::TolerantMode);
     if (!url.isValid() || url.scheme() != "https"_L1 || hostOf(url).isEmpty() || !url.userInfo().isEmpty()
         || url.hasFragment())
         throw std::runtime_error("HTTPS URL with host and no credentials/fragment required");
@@ -38,7 +38,7 @@ QUrl parseHttpsUrl(const QString& text)
 
 QUrl parseAuthOrigin(const QString& text)
 {
-    const QUrl url = parseHttpsUrl(text);
+    QUrl url = parseHttpsUrl(text);
     const QString path = url.path(QUrl::FullyDecoded);
     if (url.hasQuery() || (!path.isEmpty() && path != "/"_L1))
         throw std::runtime_error("Auth endpoint must be an HTTPS origin (no path/query)");
