@@ -4,9 +4,11 @@
 #include "accounts/secret_bytes.h"
 #include "app/launcher.h"
 
+#include <QJsonObject>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QUrl>
 
 namespace vok
 {
@@ -23,6 +25,7 @@ struct LauncherTestAccess
     const QList<QThread*>& workers() const { return launcher.workers; }
     bool assetBusy() const { return launcher.assetBusy; }
     void startAssetWork() const { launcher.startAssetWork(); }
+    void setRequestTimeoutMs(int milliseconds) const { launcher.requestTimeoutMs = milliseconds; }
     void setEchoToStderr(bool echo) const { launcher.echoToStderr = echo; }
 
     void logIn(const QString& origin = QStringLiteral("https://origin.example:7443")) const
@@ -41,6 +44,21 @@ struct LauncherTestAccess
     void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after = {}) const
     {
         launcher.assetTask(std::move(work), std::move(after));
+    }
+
+    using AnswerHandler = Launcher::AnswerHandler;
+    void fetch(
+        const QUrl& url, const QString& caFile, const QByteArray& method, const QByteArray& body, bool auth,
+        long long limit, const QString& stagePath, AnswerHandler done, int redirects,
+        std::shared_ptr<TransferBudget> budget) const
+    {
+        launcher.fetch(
+            url, caFile, method, body, auth, limit, stagePath, std::move(done), redirects, std::move(budget));
+    }
+    void api(
+        const QString& path, const QByteArray& method, const QJsonObject& body, bool auth, AnswerHandler done) const
+    {
+        launcher.api(path, method, body, auth, std::move(done));
     }
 
     /// Gives the window a background of one colour and the panels that come with a skin.
