@@ -37,12 +37,6 @@ QByteArray serialiseProfile(const ServerProfile& profile)
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-ServerProfile parseProfile(const QByteArray& json)
-{
-    const QJsonObject object = QJsonDocument::fromJson(json).object();
-    return {object.value("auth"_L1).toString(), object.value("ca"_L1).toString()};
-}
-
 QString profileNameOf(const QString& entered)
 {
     QString name = entered.trimmed();

@@ -20,9 +20,6 @@ ServerProfile parseProfile(const QByteArray& bytes);
 /// Compact JSON of `profile`. Equal profiles give equal bytes.
 QByteArray serialiseProfile(const ServerProfile& profile);
 
-/// The profile that serialiseProfile wrote. What is missing, of another type or no JSON at all gives empty fields.
-ServerProfile parseProfile(const QByteArray& json);
-
 /// `entered` as the name of a profile: trimmed. Throws std::runtime_error where nothing is left or where it holds a
 /// "/", which would divide its settings key.
 QString profileNameOf(const QString& entered);

@@ -10,7 +10,7 @@ namespace vok
 constexpr qsizetype kSessionTokenBytes = 64;
 
 /// The token in `session` of the JSON object `answer`, in a buffer that nobody shares; empty where that is no session
-/// token. Besides it no copy of a token that stands in the answer letter for letter is made.
+/// token.
 QByteArray parseSessionReply(const QByteArray& answer);
 
 } // namespace vok

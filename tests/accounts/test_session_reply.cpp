@@ -1,11 +1,9 @@
 #include "accounts/secret_bytes.h"
 #include "accounts/session_reply.h"
-#include "support/memory_search.h"
 
 #include <QTest>
 
 using namespace vok;
-using namespace vok::test_support;
 
 class TestSessionReply : public QObject
 {
@@ -18,8 +16,6 @@ private Q_SLOTS:
     void refusesWhatIsNoToken();
     void refusesEveryPrefixOfAnAnswer();
     void sharesTheTokenWithNobody();
-    void leavesNoOtherCopyInMemory_data();
-    void leavesNoOtherCopyInMemory();
 };
 
 namespace
@@ -124,30 +120,6 @@ void TestSessionReply::sharesTheTokenWithNobody()
     overwrite(token);
     QCOMPARE(QByteArray(held, kSessionTokenBytes), QByteArray(kSessionTokenBytes, '\0'));
     QCOMPARE(parseSessionReply(answer), kToken);
-}
-
-void TestSessionReply::leavesNoOtherCopyInMemory_data()
-{
-    QTest::addColumn<QByteArray>("before");
-    QTest::addColumn<QByteArray>("after");
-    QTest::newRow("alone") << QByteArray("{\"session\":\"") << QByteArray("\"}");
-    QTest::newRow("in no JSON") << QByteArray("[{\"session\":\"") << QByteArray("\"}");
-    QTest::newRow("in another member") << QByteArray("{\"session\":1,\"token\":\"") << QByteArray("\"}");
-}
-
-void TestSessionReply::leavesNoOtherCopyInMemory()
-{
-    QFETCH(QByteArray, before);
-    QFETCH(QByteArray, after);
-    const HiddenToken hidden;
-    QByteArray answer = hidden.within(before, after);
-    QCOMPARE(occurrencesInMemory(hidden), 1);
-    QByteArray token = parseSessionReply(answer);
-    QCOMPARE(occurrencesInMemory(hidden), token.isEmpty() ? 1 : 2);
-    overwrite(token);
-    QCOMPARE(occurrencesInMemory(hidden), 1);
-    overwrite(answer);
-    QCOMPARE(occurrencesInMemory(hidden), 0);
 }
 
 QTEST_APPLESS_MAIN(TestSessionReply)

@@ -16,41 +16,42 @@
 namespace vok::test_support
 {
 
-/// Characters of a session token that nothing else in memory holds. Only the numbers that they follow from are kept,
+/// 64 characters out of 0-9 and a-f that nothing else in memory holds. Only the numbers that they follow from are kept,
 /// so that the search does not find itself.
-class HiddenToken
+class HiddenSecret
 {
 public:
-    static constexpr qsizetype kBytes = 64;
+    static constexpr int kLength = 64;
 
-    HiddenToken()
+    HiddenSecret()
     {
         std::random_device device;
         for (std::uint32_t& number : m_numbers)
             number = device();
     }
 
-    char at(qsizetype index) const
+    char at(int index) const
     {
         const auto place = static_cast<std::size_t>(index);
         return "0123456789abcdef"[(m_numbers[place / 8] >> (4 * (place % 8))) & 15U];
     }
 
-    /// The token between `before` and `after`, in the only buffer that is made for it.
+    /// The secret between `before` and `after`, in the only buffer that is made for it.
     QByteArray within(QByteArrayView before, QByteArrayView after) const
     {
         QByteArray text;
-        text.reserve(before.size() + kBytes + after.size());
+        text.reserve(before.size() + kLength + after.size());
         text.append(before);
-        for (qsizetype index = 0; index < kBytes; ++index)
+        for (int index = 0; index < kLength; ++index)
             text.append(at(index));
         return text.append(after);
     }
 
-    bool isAt(const char* place) const
+    /// Whether it stands at `place` in characters of `width` bytes, of which all but the first are zero.
+    bool isAt(const char* place, int width) const
     {
-        for (qsizetype index = 0; index < kBytes; ++index)
-            if (place[index] != at(index))
+        for (int index = 0; index < kLength; ++index, place += width)
+            if (place[0] != at(index) || place[width - 1] != (width == 1 ? at(index) : '\0'))
                 return false;
         return true;
     }
@@ -96,11 +97,11 @@ inline std::string_view memoryList()
 
 } // namespace memory_search_detail
 
-/// How often `token` stands in this process's memory. Takes no memory from the heap, because that would be the memory
-/// just freed, which is to be looked at.
-inline int occurrencesInMemory(const HiddenToken& token)
+/// How often `secret` stands in this process's memory, as bytes or as UTF-16. Takes no memory from the heap, because
+/// that would be the memory just freed, which is to be looked at.
+inline int occurrencesInMemory(const HiddenSecret& secret)
 {
-    constexpr std::uint64_t kOverlap = HiddenToken::kBytes - 1;
+    constexpr std::uint64_t kWidest = 2 * HiddenSecret::kLength;
     static std::array<char, 1 << 20> block;
     const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
     if (memory < 0)
@@ -110,12 +111,17 @@ inline int occurrencesInMemory(const HiddenToken& token)
         const std::string_view line = list.substr(0, list.find('\n'));
         list.remove_prefix(std::min(line.size() + 1, list.size()));
         const auto [begin, end] = memory_search_detail::writableRange(line);
-        for (std::uint64_t at = begin; at < end; at += block.size() - kOverlap) {
+        // Neighbouring blocks overlap by the longest spelling, and each counts what begins before the overlap.
+        constexpr std::uint64_t kStep = block.size() - kWidest;
+        for (std::uint64_t at = begin; at < end; at += kStep) {
             const std::uint64_t wanted = std::min<std::uint64_t>(block.size(), end - at);
             block.fill('\0'); // else the block would find the copy in itself
             const ssize_t got = pread(memory, block.data(), wanted, static_cast<off_t>(at));
-            for (ssize_t place = 0; place + HiddenToken::kBytes <= got; ++place)
-                found += token.isAt(block.data() + place) ? 1 : 0;
+            const ssize_t beginnings = std::min<ssize_t>(got, kStep);
+            for (ssize_t place = 0; place < beginnings; ++place)
+                for (const int width : {1, 2})
+                    if (got - place >= width * HiddenSecret::kLength && secret.isAt(block.data() + place, width))
+                        ++found;
         }
     }
     block.fill('\0');
