@@ -167,9 +167,11 @@ QFormLayout* Launcher::buildLoginForm()
     auto* form = new QFormLayout;
     profiles = new QComboBox;
     profiles->setObjectName(u"profiles"_s);
+    // Else the longest name would be the width of the window.
+    profiles->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     auto* row = new QHBoxLayout;
     row->addWidget(profiles, 1);
-    addActionButton(row, u"Ekle"_s, u"addServer"_s, refuseUnfinishedAction);
+    addActionButton(row, u"Ekle"_s, u"addServer"_s, [this] { openServerDialog(); });
     auto* serverLabel = new QLabel(u"Sunucu"_s);
     serverLabel->setBuddy(profiles);
     form->addRow(serverLabel, row);

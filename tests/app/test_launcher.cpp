@@ -269,7 +269,7 @@ void TestLauncher::refusesActionsThatThisVersionDoesNotHave_data()
 {
     QTest::addColumn<QByteArray>("button");
     for (const char* button :
-         {"loginButton", "registerButton", "resetButton", "addServer", "playButton", "logoutButton", "extractButton"})
+         {"loginButton", "registerButton", "resetButton", "playButton", "logoutButton", "extractButton"})
         QTest::newRow(button) << QByteArray(button);
 }
 

@@ -36,6 +36,8 @@ struct LauncherTestAccess
     }
     void refreshPages() const { launcher.refreshPages(); }
     void clearSession() const { launcher.clearSession(); }
+    QString currentAuth() const { return launcher.currentAuth(); }
+    QString currentCa() const { return launcher.currentCa(); }
     void persistSettings() const { launcher.persistSettings(); }
     void reportFailure(const QString& text) const { launcher.reportFailure(text); }
     void logLine(const QString& text) const { launcher.logLine(text); }
