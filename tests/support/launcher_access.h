@@ -3,6 +3,7 @@
 
 #include "accounts/secret_bytes.h"
 #include "app/launcher.h"
+#include "panel/hooks.h"
 
 #include <QJsonObject>
 #include <QPlainTextEdit>
@@ -36,6 +37,9 @@ struct LauncherTestAccess
     }
     void refreshPages() const { launcher.refreshPages(); }
     void clearSession() const { launcher.clearSession(); }
+    QString currentAuth() const { return launcher.currentAuth(); }
+    QString currentCa() const { return launcher.currentCa(); }
+    launcher_server::Hooks hostHooks() const { return launcher.hostHooks(); }
     void persistSettings() const { launcher.persistSettings(); }
     void reportFailure(const QString& text) const { launcher.reportFailure(text); }
     void logLine(const QString& text) const { launcher.logLine(text); }
