@@ -7,9 +7,14 @@
 #include "support/process_memory.h"
 
 #include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
 
 namespace vok::test_support
 {
+
+/// After the end of an exchange; whoever reports again does it at once.
+constexpr std::chrono::milliseconds kQuietTime(20);
 
 /// How an exchange ended.
 struct ExchangeEnd
@@ -26,6 +31,21 @@ struct HostileEnd
     ExchangeEnd next; ///< of the request after it
 };
 
+/// Runs the event loop until `condition` holds, 30 seconds at most. Without the pauses of QTest's own waiting, in which
+/// a server of this thread could not send what a client can take.
+template <typename Condition> void runUntil(const Condition& condition)
+{
+    QEventLoop loop;
+    QTimer look;
+    const QDeadlineTimer latest(std::chrono::seconds(30));
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        if (condition() || latest.hasExpired())
+            loop.quit();
+    });
+    look.start(5);
+    loop.exec();
+}
+
 /// Lets `window` ask for `path` and waits for the end, and for reports that nobody wants.
 inline ExchangeEnd endOf(const LauncherWindow& window, const QString& path)
 {
@@ -36,10 +56,11 @@ inline ExchangeEnd endOf(const LauncherWindow& window, const QString& path)
     clock.start();
     const auto outcome = startApi(window, path);
     const auto reports = [&] { return outcome->successes + player.seen.size(); };
-    static_cast<void>(QTest::qWaitFor([&] { return reports() > 0; }));
+    runUntil([&] { return reports() > 0; });
     end.elapsedMs = clock.elapsed();
     end.grownBytes = memory.bytes();
-    static_cast<void>(QTest::qWaitFor([&] { return reports() > 1; }, 30));
+    const QDeadlineTimer quiet(kQuietTime);
+    runUntil([&] { return quiet.hasExpired(); });
     end.failure = reports() == 1 ? player.texts().value(0) : QStringLiteral("Reported %1 times").arg(reports());
     end.body = outcome->body;
     return end;
