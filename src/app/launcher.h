@@ -201,7 +201,11 @@ private:
     /// Starts the client, once the account service has told that the world is online. Throws std::runtime_error for
     /// every refusal that can be told without the service.
     void play();
-    void startClient(const QByteArray& worldStatus, const QString& program, const QStringList& arguments);
+    void startClient(const QString& program, const QStringList& arguments);
+    void followClient(QProcess* process, const std::shared_ptr<launcher_client::Output>& output);
+    void requireNoClient() const;
+    /// Throws std::runtime_error without a session of the selected profile.
+    void requireSession() const;
 
     // assets/launcher_asset_tasks.cpp
     /// Runs `work` on a thread of its own; after a clean result `after`, where there is one, runs on this thread.

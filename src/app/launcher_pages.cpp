@@ -204,7 +204,7 @@ QWidget* Launcher::buildPlayPage()
     account->setObjectName(u"account"_s);
     column->addWidget(account);
 
-    playButton = addActionButton(column, u"TARVUN'E GİR"_s, u"playButton"_s, refuseUnfinishedAction);
+    playButton = addActionButton(column, u"TARVUN'E GİR"_s, u"playButton"_s, [this] { play(); });
     playButton->setMinimumHeight(kPlayButtonHeight);
 
     auto* row = new QHBoxLayout;

@@ -21,6 +21,7 @@ namespace
 const QString kOpenGl = u"opengl"_s;
 const QString kVulkan = u"vulkan"_s;
 const QString kOff = u"off"_s;
+const QString kRequired = u"required"_s;
 
 QString knownOrFirst(const QString& name, const QStringList& known)
 {
@@ -101,7 +102,7 @@ QStringList appearanceNames()
 
 QStringList rayTracingNames()
 {
-    return {kOff, u"auto"_s, u"required"_s};
+    return {kOff, u"auto"_s, kRequired};
 }
 
 QStringList rtStyleNames()
@@ -172,18 +173,34 @@ void requireSavable(const GraphicsOptions& options)
         throw std::runtime_error("OpenGL renders natively; select Vulkan for FSR 3.1.4");
 }
 
+void requireStartable(const GraphicsOptions& options)
+{
+    if (options.renderer == kOpenGl && options.rayTracing == kRequired)
+        throw std::runtime_error("Required hardware ray tracing is incompatible with OpenGL; select off or auto");
+}
+
+bool hasUpscaler(const GraphicsOptions& options)
+{
+    return options.fsr != kOff;
+}
+
+QString upscalerName(const GraphicsOptions& options)
+{
+    return hasUpscaler(options) ? u"fsr3"_s : u"bilinear"_s;
+}
+
 DependentControls settledControls(const GraphicsOptions& options)
 {
     DependentControls controls;
     const bool isVulkan = options.renderer == kVulkan;
     controls.fsr = isVulkan ? options.fsr : kOff;
-    const bool hasUpscaler = controls.fsr != kOff;
+    const bool isScaled = controls.fsr != kOff;
     controls.renderScale = isVulkan ? options.renderScale : kLargestRenderScale;
     controls.upscalerEnabled = isVulkan;
-    controls.renderScaleEnabled = isVulkan && !hasUpscaler;
-    controls.fsrSharpnessEnabled = hasUpscaler;
-    controls.frameGenerationEnabled = hasUpscaler;
-    controls.frameGeneration = hasUpscaler && options.frameGeneration;
+    controls.renderScaleEnabled = isVulkan && !isScaled;
+    controls.fsrSharpnessEnabled = isScaled;
+    controls.frameGenerationEnabled = isScaled;
+    controls.frameGeneration = isScaled && options.frameGeneration;
     return controls;
 }
 

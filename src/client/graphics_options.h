@@ -70,6 +70,16 @@ void saveGraphics(QSettings& settings, const GraphicsOptions& options);
 /// Throws std::runtime_error where OpenGL is combined with a render scale or an upscaler, which it does not have.
 void requireSavable(const GraphicsOptions& options);
 
+/// Throws std::runtime_error where OpenGL is combined with ray tracing that must be there. Such options can be saved;
+/// the client is not started with them.
+void requireStartable(const GraphicsOptions& options);
+
+/// Whether a preset of the upscaler is chosen.
+bool hasUpscaler(const GraphicsOptions& options);
+
+/// What scales the picture, as the client calls it.
+QString upscalerName(const GraphicsOptions& options);
+
 /// What the controls that depend on each other show, and which of them can be changed.
 struct DependentControls
 {

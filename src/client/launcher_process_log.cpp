@@ -1,5 +1,8 @@
+#include "accounts/secret_bytes.h"
 #include "app/launcher.h"
 #include "app/presentable_text.h"
+#include "client/process_log.h"
+#include "client/whole_file.h"
 
 #include <QDateTime>
 #include <QDialog>
@@ -8,7 +11,6 @@
 #include <QHBoxLayout>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -19,17 +21,24 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace vok
 {
+
+using launcher_client::LineSplitter;
+using launcher_client::Output;
+
 namespace
 {
 
 constexpr int kMostLogBlocks = 5000;
 constexpr int kSmallestLogHeight = 160;
 
-// A failed flush is tested by itself: Qt 6.4's commit overlooks it, and would put an empty file in the place of the old
-// one.
-bool writeWhole(QSaveFile& file, const QByteArray& bytes)
+/// Why the output of a process cannot be logged any further; empty where it can. `drained` says whether its lines fit.
+QString faultOf(const std::function<bool()>& drained)
 {
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() && file.commit();
+    try {
+        return drained() ? QString() : u"Process output line exceeds 64 KiB; process terminated"_s;
+    } catch (...) {
+        return u"Cannot log process output; process terminated"_s;
+    }
 }
 
 } // namespace
@@ -77,13 +86,50 @@ void Launcher::logLines(const QStringList& texts)
         skinLog->appendPlainText(shown);
 }
 
+std::shared_ptr<Output> Launcher::attachProcessLog(
+    QProcess* process, const QByteArray& secret, std::function<void(const QString&)> lineHandler)
+{
+    auto output = std::make_shared<Output>(secret);
+    process->setProcessChannelMode(QProcess::SeparateChannels);
+    const auto log = [this, process, output,
+                      lineHandler = std::move(lineHandler)](QProcess::ProcessChannel channel, bool isFinal) {
+        if (output->dead)
+            return;
+        const QString fault = faultOf([&] {
+            // Into the log all at once: one by one, short lines would keep the window from everything else.
+            QStringList lines;
+            const LineSplitter::LineHandler collect = [&](const QString& line) { lines.append(line); };
+            const bool fits = drain(*process, channel, *output, isFinal, lineHandler ? lineHandler : collect);
+            logLines(lines);
+            return fits;
+        });
+        if (fault.isEmpty())
+            return;
+        killForOutput(*process, *output);
+        // A message box runs events, in which the process may be replaced while its own code is still on the stack.
+        QMetaObject::invokeMethod(
+            this, [this, fault] { reportFailure(fault); }, Qt::QueuedConnection);
+    };
+    connect(process, &QProcess::readyReadStandardOutput, this, [log] { log(QProcess::StandardOutput, false); });
+    connect(process, &QProcess::readyReadStandardError, this, [log] { log(QProcess::StandardError, false); });
+    connect(process, &QProcess::finished, this, [log, output] {
+        log(QProcess::StandardOutput, true);
+        log(QProcess::StandardError, true);
+        overwrite(output->secret);
+    });
+    connect(process, &QProcess::errorOccurred, this, [output](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            overwrite(output->secret);
+    });
+    return output;
+}
+
 void Launcher::saveDiagnostics()
 {
     const QString path = QFileDialog::getSaveFileName(settingsDialog, u"Diagnostics"_s, u"vok-diagnostics.txt"_s);
     if (path.isEmpty())
         return;
-    QSaveFile file(path);
-    if (!writeWhole(file, diagnosticLogs->toPlainText().toUtf8()))
+    if (!launcher_client::replaceFile(path, diagnosticLogs->toPlainText().toUtf8()))
         throw std::runtime_error("Cannot save diagnostics");
 }
 

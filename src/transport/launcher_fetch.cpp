@@ -98,8 +98,7 @@ void Launcher::fetch(
     if (!body.isEmpty())
         request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     if (auth) {
-        if (sessionToken.isEmpty() || currentAuth() != sessionAuth)
-            throw std::runtime_error("Önce seçili sunucuya giriş yapın");
+        requireSession();
         request.setRawHeader("Authorization", "Bearer " + sessionToken);
     }
 

@@ -268,8 +268,7 @@ void TestLauncher::takesADirectoryForNoManifest()
 void TestLauncher::refusesActionsThatThisVersionDoesNotHave_data()
 {
     QTest::addColumn<QByteArray>("button");
-    for (const char* button : {"playButton", "extractButton"})
-        QTest::newRow(button) << QByteArray(button);
+    QTest::newRow("extractButton") << QByteArray("extractButton");
 }
 
 void TestLauncher::refusesActionsThatThisVersionDoesNotHave()

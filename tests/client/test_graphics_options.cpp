@@ -36,6 +36,8 @@ private Q_SLOTS:
     void leavesTheRendererAloneWhileNoneIsSelected();
     void refusesToSaveWhatOpenGlDoesNotHave_data();
     void refusesToSaveWhatOpenGlDoesNotHave();
+    void refusesToStartOpenGlWithRequiredRayTracing_data();
+    void refusesToStartOpenGlWithRequiredRayTracing();
     void settlesControls_data();
     void settlesControls();
     void namesSixPresets();
@@ -313,6 +315,33 @@ void TestGraphicsOptions::refusesToSaveWhatOpenGlDoesNotHave()
     QFETCH(double, scale);
     QFETCH(QString, fsr);
     QTEST(failureOf([&] { requireSavable(chosen(renderer, scale, fsr)); }), "message");
+}
+
+void TestGraphicsOptions::refusesToStartOpenGlWithRequiredRayTracing_data()
+{
+    QTest::addColumn<QString>("renderer");
+    QTest::addColumn<QString>("rayTracing");
+    QTest::addColumn<QString>("message");
+    for (const QString& renderer : rendererNames()) {
+        for (const QString& mode : rayTracingNames()) {
+            const bool refused = renderer == "opengl"_L1 && mode == "required"_L1;
+            QTest::newRow(qPrintable(renderer + u' ' + mode))
+                << renderer << mode
+                << (refused ? u"Required hardware ray tracing is incompatible with OpenGL; select off or auto"_s
+                            : QString());
+        }
+    }
+}
+
+void TestGraphicsOptions::refusesToStartOpenGlWithRequiredRayTracing()
+{
+    QFETCH(QString, renderer);
+    QFETCH(QString, rayTracing);
+    GraphicsOptions options;
+    options.renderer = renderer;
+    options.rayTracing = rayTracing;
+    QTEST(failureOf([&] { requireStartable(options); }), "message");
+    QCOMPARE(failureOf([&] { requireSavable(options); }), QString());
 }
 
 void TestGraphicsOptions::settlesControls_data()

@@ -1,10 +1,8 @@
+#include "support/full_disk.h"
 #include "support/launcher_window.h"
 #include "support/modal_player.h"
 #include "support/temp_tree.h"
 
-#include <sys/resource.h>
-
-#include <csignal>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -34,25 +32,6 @@ namespace
 {
 
 const QString kCannotSave = u"Cannot save diagnostics"_s;
-
-/// While it lives, no file of this process can grow: every write fails as on a full disk.
-class FullDisk
-{
-public:
-    FullDisk()
-    {
-        static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        rlimit none = m_before;
-        none.rlim_cur = 0;
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    Q_DISABLE_COPY_MOVE(FullDisk)
-
-private:
-    rlimit m_before{};
-};
 
 } // namespace
 

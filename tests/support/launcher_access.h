@@ -24,6 +24,7 @@ struct LauncherTestAccess
     QString& sessionAuth() const { return launcher.sessionAuth; }
     QList<QNetworkReply*>& activeReplies() const { return launcher.activeReplies; }
     const QList<QThread*>& workers() const { return launcher.workers; }
+    QProcess* clientProcess() const { return launcher.clientProcess; }
     bool assetBusy() const { return launcher.assetBusy; }
     void startAssetWork() const { launcher.startAssetWork(); }
     void setRequestTimeoutMs(int milliseconds) const { launcher.requestTimeoutMs = milliseconds; }
@@ -32,6 +33,12 @@ struct LauncherTestAccess
     void logIn(const QString& origin = QStringLiteral("https://origin.example:7443")) const
     {
         launcher.sessionToken = ownedCopy(QByteArray(64, 'a'));
+        launcher.sessionAuth = origin;
+        launcher.refreshPages();
+    }
+    void logIn(QByteArrayView token, const QString& origin) const
+    {
+        launcher.sessionToken = ownedCopy(token);
         launcher.sessionAuth = origin;
         launcher.refreshPages();
     }
@@ -45,6 +52,11 @@ struct LauncherTestAccess
     void logLine(const QString& text) const { launcher.logLine(text); }
     void logLines(const QStringList& texts) const { launcher.logLines(texts); }
     void guarded(const std::function<void()>& action) const { launcher.guarded(action); }
+    std::shared_ptr<launcher_client::Output> attachProcessLog(
+        QProcess* process, const QByteArray& secret, std::function<void(const QString&)> lineHandler = {}) const
+    {
+        return launcher.attachProcessLog(process, secret, std::move(lineHandler));
+    }
     void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after = {}) const
     {
         launcher.assetTask(std::move(work), std::move(after));

@@ -1,0 +1,14 @@
+/// Files that must never be seen half-written.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace vok::launcher_client
+{
+
+/// Puts `bytes` in the place of the file at `path`, or of the one that a link there leads to. Returns false where any
+/// step fails; what stood there is then untouched.
+[[nodiscard]] bool replaceFile(const QString& path, const QByteArray& bytes);
+
+} // namespace vok::launcher_client
