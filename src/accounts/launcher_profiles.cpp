@@ -8,7 +8,6 @@
 
 namespace vok
 {
-
 namespace
 {
 
@@ -31,6 +30,17 @@ void Launcher::restoreProfiles()
 void Launcher::changeProfile()
 {
     settings.setValue(keys::kLastProfile, profiles->currentText());
+    clearSession();
+    refreshPages();
+}
+
+void Launcher::selectProfile(const QString& name)
+{
+    if (name != profiles->currentText()) {
+        profiles->setCurrentIndex(profiles->findData(name, Qt::DisplayRole, Qt::MatchCaseSensitive));
+        return;
+    }
+    // The session belongs to what the profile was.
     clearSession();
     refreshPages();
 }

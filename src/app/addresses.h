@@ -13,6 +13,9 @@ inline constexpr QLatin1StringView kCommunityPage("https://tarvun-selvira.exampl
 /// Origin of a local server whose port nobody has changed.
 inline constexpr QLatin1StringView kLocalAccountService("https://localhost:7443");
 
+/// What the form for an account service shows as an example.
+inline constexpr QLatin1StringView kExampleHost("oyun.example");
+
 /// Hosts that published releases come from; the suffix begins with its dot, so that it names whole labels.
 inline constexpr QLatin1StringView kReleaseApiHost("api.github.com");
 inline constexpr QLatin1StringView kReleaseWebHost("github.com");

@@ -50,6 +50,7 @@ Launcher::Launcher()
     resize(kFirstSize);
     // First of all widgets: the others read the controls of the settings dialog.
     buildSettings();
+    buildServerDialog();
     buildWindow();
 }
 

@@ -89,6 +89,8 @@ private:
     QWidget* buildInstallationGroup();
     QWidget* buildMappingGroup();
     QWidget* buildDiagnosticsGroup();
+    void buildServerDialog();
+    QFormLayout* buildServerForm();
     void buildWindow();
     QBoxLayout* buildHeader();
     QWidget* buildInstallPage();
@@ -153,20 +155,29 @@ private:
     /// The stored `auth` and `ca` of the selected profile, read anew; empty where there is no such profile.
     QString currentAuth() const;
     QString currentCa() const;
-    void buildServerDialog();
+    /// Makes the profile called `name` the current one. Either way the session is dropped and the page follows.
+    void selectProfile(const QString& name);
     void openServerDialog();
+    /// Stores what the server dialog says and selects it. Throws std::runtime_error, with nothing written, where a
+    /// field is refused.
     void saveServerProfile();
 
     // accounts/launcher_account.cpp
     void logIn();
+    /// Takes the answer to a login. Throws std::runtime_error, logged out, where it holds no session token.
+    void acceptSession(const QByteArray& answer);
     void registerAccount();
     void resetPassword();
     void logOut();
     /// Overwrites and drops the session. The page stays; callers go on with refreshPages.
     void clearSession();
+    /// Empties the password field, and keeps nothing of what requests have carried.
+    void clearPassword();
 
     // accounts/launcher_local_server.cpp
     launcher_server::Hooks hostHooks();
+    /// Stores the local server's profile; an empty `auth` stands for its usual address. With `select` it becomes the
+    /// current one, `user` is offered, and an `adminPassword` logs `user` in.
     void useLocalServer(
         const QString& auth, const QString& ca, const QString& user, const QString& adminPassword, bool select);
 
@@ -255,6 +266,7 @@ private:
     QComboBox* profiles = nullptr;
     QLineEdit* username = nullptr;
     QLineEdit* password = nullptr;
+    QPushButton* loginButton = nullptr;
     QWidget* playPage = nullptr;
     QLabel* account = nullptr;
     QPushButton* playButton = nullptr;

@@ -42,16 +42,22 @@ QLabel* wrappedLabel(const QString& text)
     return label;
 }
 
-// For texts that hold a path or somebody else's words: they must never be taken for markup, and a word that cannot be
-// broken is cut off rather than made the width of the window.
-QLabel* literalLabel(const QString& text)
+// For texts that hold a path or somebody else's words: a word that cannot be broken is cut off rather than made the
+// width of the window.
+QLabel* boundedLabel(const QString& text, Qt::TextFormat format)
 {
     QLabel* label = wrappedLabel(text);
-    label->setTextFormat(Qt::PlainText);
+    label->setTextFormat(format);
     QSizePolicy policy = label->sizePolicy();
     policy.setHorizontalPolicy(QSizePolicy::Ignored);
     label->setSizePolicy(policy);
     return label;
+}
+
+// Never taken for markup.
+QLabel* literalLabel(const QString& text)
+{
+    return boundedLabel(text, Qt::PlainText);
 }
 
 QLabel* pageTitle(const QString& text)
@@ -149,15 +155,16 @@ QWidget* Launcher::buildLoginPage()
     column->addLayout(buildLoginForm());
 
     auto* row = new QHBoxLayout;
-    QPushButton* login = addActionButton(row, u"GİRİŞ YAP"_s, u"loginButton"_s, refuseUnfinishedAction);
-    QPushButton* registration = addActionButton(row, u"KAYIT OL"_s, u"registerButton"_s, refuseUnfinishedAction);
-    for (QPushButton* button : {login, registration})
+    loginButton = addActionButton(row, u"GİRİŞ YAP"_s, u"loginButton"_s, [this] { logIn(); });
+    QPushButton* registration = addActionButton(row, u"KAYIT OL"_s, u"registerButton"_s, [this] { registerAccount(); });
+    for (QPushButton* button : {loginButton, registration})
         button->setMinimumHeight(kAccountButtonHeight);
-    connect(password, &QLineEdit::returnPressed, login, &QPushButton::click);
+    connect(password, &QLineEdit::returnPressed, loginButton, &QPushButton::click);
     column->addLayout(row);
 
-    addActionButton(column, u"Parola sıfırla (yönetici kodu ile)"_s, u"resetButton"_s, refuseUnfinishedAction)
-        ->setFlat(true);
+    addActionButton(column, u"Parola sıfırla (yönetici kodu ile)"_s, u"resetButton"_s, [this] {
+        resetPassword();
+    })->setFlat(true);
     column->addStretch();
     return page;
 }
@@ -167,9 +174,11 @@ QFormLayout* Launcher::buildLoginForm()
     auto* form = new QFormLayout;
     profiles = new QComboBox;
     profiles->setObjectName(u"profiles"_s);
+    // Else the longest name would be the width of the window.
+    profiles->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     auto* row = new QHBoxLayout;
     row->addWidget(profiles, 1);
-    addActionButton(row, u"Ekle"_s, u"addServer"_s, refuseUnfinishedAction);
+    addActionButton(row, u"Ekle"_s, u"addServer"_s, [this] { openServerDialog(); });
     auto* serverLabel = new QLabel(u"Sunucu"_s);
     serverLabel->setBuddy(profiles);
     form->addRow(serverLabel, row);
@@ -191,7 +200,7 @@ QWidget* Launcher::buildPlayPage()
     auto* column = static_cast<QVBoxLayout*>(page->layout());
     column->addWidget(pageTitle(u"AKTİF OTURUM"_s));
 
-    account = wrappedLabel(QString());
+    account = boundedLabel(QString(), Qt::RichText);
     account->setObjectName(u"account"_s);
     column->addWidget(account);
 
@@ -200,7 +209,7 @@ QWidget* Launcher::buildPlayPage()
 
     auto* row = new QHBoxLayout;
     row->addStretch();
-    addActionButton(row, u"Oturumu Kapat"_s, u"logoutButton"_s, refuseUnfinishedAction);
+    addActionButton(row, u"Oturumu Kapat"_s, u"logoutButton"_s, [this] { logOut(); });
     column->addLayout(row);
     column->addStretch();
     return page;

@@ -116,11 +116,12 @@ void TestLauncherAccessibility::namesEveryInput()
 {
     const LauncherWindow window;
     const QList<QWidget*> inputs = inputsOf(window.launcher);
-    QCOMPARE(inputs.size(), 25);
+    QCOMPARE(inputs.size(), 28);
     for (const QWidget* input : inputs)
         QVERIFY2(!spokenNameOf(*input).isEmpty(), qPrintable(input->objectName()));
     QCOMPARE(spokenNameOf(window.find<QWidget>("profiles")), u"Sunucu"_s);
     QCOMPARE(spokenNameOf(window.find<QWidget>("renderScale")), u"Çizim ölçeği (Vulkan)"_s);
+    QCOMPARE(spokenNameOf(window.find<QWidget>("serverCa")), u"CA sertifikası"_s);
 }
 
 void TestLauncherAccessibility::tabsInReadingOrder_data()
@@ -152,6 +153,10 @@ void TestLauncherAccessibility::tabsInReadingOrder_data()
                                       u"repairButton"_s, u"modelMap"_s, u"audioPath"_s, u"soundMap"_s,
                                       u"diagnosticLogs"_s, u"saveDiagnostics"_s, u"saveGraphics"_s, u"closeSettings"_s,
                                       u"qt_tabwidget_tabbar"_s});
+    QTest::newRow("server") << QByteArray("serverName") << 0
+                            << QStringList(
+                                   {u"serverName"_s, u"serverAddress"_s, u"serverCa"_s, u"serverCaBrowse"_s,
+                                    u"cancelServer"_s, u"saveServer"_s});
 }
 
 void TestLauncherAccessibility::tabsInReadingOrder()
@@ -207,6 +212,10 @@ void TestLauncherAccessibility::clipsNothing()
         QCoreApplication::processEvents();
         QCOMPARE(clippedIn(window.launcher), QStringList());
     }
+    auto& server = window.find<QDialog>("serverDialog");
+    server.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&server));
+    QCOMPARE(clippedIn(server), QStringList());
     auto& dialog = window.find<QDialog>("settingsDialog");
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));

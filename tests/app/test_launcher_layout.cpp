@@ -19,6 +19,7 @@ private Q_SLOTS:
     void arrangesTheWindow();
     void arrangesTheDialog_data();
     void arrangesTheDialog();
+    void arrangesTheServerDialog();
     void spacesPages_data();
     void spacesPages();
     void showsRowsFromTopToBottom_data();
@@ -121,6 +122,17 @@ void TestLauncherLayout::arrangesTheDialog()
     const LauncherWindow window;
     const QWidget& widget = tab < 0 ? window.find<QWidget>("settingsDialog") : tabOf(window, tab);
     QTEST(outlineOf(*widget.layout()), "outline");
+}
+
+void TestLauncherLayout::arrangesTheServerDialog()
+{
+    const LauncherWindow window;
+    QCOMPARE(
+        outlineOf(*window.find<QDialog>("serverDialog").layout()),
+        u"column(form(\"Ad\": serverName, "
+        "\"Adres\": serverAddress, "
+        "\"CA sertifikası\": row(serverCa*1, serverCaBrowse \"Seç…\")), "
+        "row(stretch, cancelServer \"İptal\", saveServer \"Kaydet\"))"_s);
 }
 
 void TestLauncherLayout::spacesPages_data()

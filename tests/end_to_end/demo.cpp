@@ -1,8 +1,10 @@
 /// vok-demo: shows what the launcher does where nobody can look at it. It presses the whole window as a player would,
 /// by object name, tells each step in a line and keeps a picture of it.
+#include "support/account_service.h"
 #include "support/launcher_window.h"
 #include "support/modal_player.h"
 
+#include <QComboBox>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -22,6 +24,17 @@ namespace
 
 constexpr int kPatienceMs = 300000;
 const QString kVerified = u"Varlıklar doğrulandı / Assets verified"_s;
+const QString kPassword = u"çok gizli"_s;
+
+/// What the account service of the demo answers: its one player is accepted with the right password only.
+HttpAnswer accountAnswer(const HttpRequest& request)
+{
+    if (request.target == "/v1/login" && request.json().value("password"_L1).toString() != kPassword)
+        return refusal(401, u"Kullanıcı adı ya da parola yanlış"_s);
+    if (request.target == "/v1/login")
+        return sessionAnswer(QByteArray(64, 'd'));
+    return json(200, {});
+}
 
 /// The window, with an installation beside the pictures, and the steps told so far.
 class Demo
@@ -41,18 +54,23 @@ public:
     void verify();
     void noticeDamage();
     void repair();
+    void addServer();
+    void signIn();
+    void signOut();
 
 private:
     void tell(const QString& text);
     void keepPicture(QWidget& shown, const QString& name);
     void require(bool condition, const QString& expected) const;
     void waitForWork() const;
+    void waitForAnswer() const;
     QString installation() const { return pictures.absoluteFilePath(u"installation"_s); }
     void showDiagnostics(const QString& name);
     ModalAnswer pictured(const QString& name, ModalAnswer answer);
 
     QString game;
     QDir pictures;
+    AccountService service{accountAnswer};
     LauncherWindow window;
     QElapsedTimer clock;
     int steps = 0;
@@ -91,6 +109,12 @@ void Demo::waitForWork() const
     const bool ended = QTest::qWaitFor(
         [this] { return !window.access.assetBusy() && window.access.workers().isEmpty(); }, kPatienceMs);
     require(ended, u"the work on the game's files has come to its end"_s);
+}
+
+void Demo::waitForAnswer() const
+{
+    const bool ended = QTest::qWaitFor([this] { return window.access.activeReplies().isEmpty(); }, kPatienceMs);
+    require(ended, u"the account service has answered"_s);
 }
 
 /// The answer that first keeps a picture of the dialog.
@@ -185,6 +209,54 @@ void Demo::repair()
     showDiagnostics(u"repair-in-diagnostics"_s);
 }
 
+void Demo::addServer()
+{
+    window.press("addServer");
+    window.find<QLineEdit>("serverName").setText(u"Deneme"_s);
+    window.find<QLineEdit>("serverAddress").setText(service.url().authority());
+    window.find<QLineEdit>("serverCa").setText(service.profile().ca);
+    tell(u"The player adds a server: an account service on this computer, trusted by its own CA and no other."_s);
+    keepPicture(window.find<QDialog>("serverDialog"), u"server-dialog"_s);
+    window.press("saveServer");
+    require(
+        window.find<QComboBox>("profiles").currentText() == u"Deneme"_s,
+        u"a server that was added is the current one"_s);
+}
+
+void Demo::signIn()
+{
+    auto& password = window.find<QLineEdit>("password");
+    window.find<QLineEdit>("username").setText(u"yolcu"_s);
+    password.setText(kPassword);
+    window.press("registerButton");
+    waitForAnswer();
+    require(password.text().isEmpty(), u"the account is made"_s);
+    tell(u"Registration goes over HTTPS and logs nobody in: \"%1\""_s.arg(window.status()));
+    keepPicture(window.launcher, u"registered"_s);
+
+    const ModalPlayer player({pictured(u"wrong-password"_s, press(QMessageBox::Ok))});
+    password.setText(u"yanlış"_s);
+    window.press("loginButton");
+    waitForAnswer();
+    require(player.seen.size() == 1, u"a wrong password is told in a box"_s);
+    tell(u"A refusal is told in the words of the service: \"%1\""_s.arg(player.texts().constFirst()));
+
+    password.setText(kPassword);
+    window.press("loginButton");
+    waitForAnswer();
+    require(window.page() == u"playPage"_s, u"the login leads to the play page"_s);
+    tell(u"With the right one the play page follows: \"%1\""_s.arg(window.status()));
+    keepPicture(window.launcher, u"play-page"_s);
+}
+
+void Demo::signOut()
+{
+    window.press("logoutButton");
+    waitForAnswer();
+    require(window.page() == u"loginPage"_s, u"a confirmed logout leads back to the login page"_s);
+    tell(u"The service confirms the logout, and the session is gone: \"%1\""_s.arg(window.status()));
+}
+
 void play(const QString& game, const QString& pictures)
 {
     if (!QDir().mkpath(pictures))
@@ -196,6 +268,9 @@ void play(const QString& game, const QString& pictures)
     demo.verify();
     demo.noticeDamage();
     demo.repair();
+    demo.addServer();
+    demo.signIn();
+    demo.signOut();
 }
 
 // Without a window system there is nothing to raise a window in, and Qt says so each time.

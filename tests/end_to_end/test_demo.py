@@ -19,6 +19,10 @@ PICTURES = [
     "07-damage-found.png",
     "08-damage-in-diagnostics.png",
     "09-repair-in-diagnostics.png",
+    "10-server-dialog.png",
+    "11-registered.png",
+    "12-wrong-password.png",
+    "13-play-page.png",
 ]
 
 

@@ -3,10 +3,13 @@
 
 #include "accounts/secret_bytes.h"
 #include "app/launcher.h"
+#include "panel/hooks.h"
 
+#include <QJsonObject>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QUrl>
 
 namespace vok
 {
@@ -24,6 +27,7 @@ struct LauncherTestAccess
     QProcess* clientProcess() const { return launcher.clientProcess; }
     bool assetBusy() const { return launcher.assetBusy; }
     void startAssetWork() const { launcher.startAssetWork(); }
+    void setRequestTimeoutMs(int milliseconds) const { launcher.requestTimeoutMs = milliseconds; }
     void setEchoToStderr(bool echo) const { launcher.echoToStderr = echo; }
 
     void logIn(const QString& origin = QStringLiteral("https://origin.example:7443")) const
@@ -40,6 +44,9 @@ struct LauncherTestAccess
     }
     void refreshPages() const { launcher.refreshPages(); }
     void clearSession() const { launcher.clearSession(); }
+    QString currentAuth() const { return launcher.currentAuth(); }
+    QString currentCa() const { return launcher.currentCa(); }
+    launcher_server::Hooks hostHooks() const { return launcher.hostHooks(); }
     void persistSettings() const { launcher.persistSettings(); }
     void reportFailure(const QString& text) const { launcher.reportFailure(text); }
     void logLine(const QString& text) const { launcher.logLine(text); }
@@ -53,6 +60,21 @@ struct LauncherTestAccess
     void assetTask(std::function<launcher_assets::Report()> work, std::function<void()> after = {}) const
     {
         launcher.assetTask(std::move(work), std::move(after));
+    }
+
+    using AnswerHandler = Launcher::AnswerHandler;
+    void fetch(
+        const QUrl& url, const QString& caFile, const QByteArray& method, const QByteArray& body, bool auth,
+        long long limit, const QString& stagePath, AnswerHandler done, int redirects,
+        std::shared_ptr<TransferBudget> budget) const
+    {
+        launcher.fetch(
+            url, caFile, method, body, auth, limit, stagePath, std::move(done), redirects, std::move(budget));
+    }
+    void api(
+        const QString& path, const QByteArray& method, const QJsonObject& body, bool auth, AnswerHandler done) const
+    {
+        launcher.api(path, method, body, auth, std::move(done));
     }
 
     /// Gives the window a background of one colour and the panels that come with a skin.

@@ -22,6 +22,7 @@ class HiddenSecret
 {
 public:
     static constexpr int kLength = 64;
+    static constexpr std::uint64_t kWidest = 128; ///< bytes of its longest spelling
 
     HiddenSecret()
     {
@@ -101,7 +102,6 @@ inline std::string_view memoryList()
 /// that would be the memory just freed, which is to be looked at.
 inline int occurrencesInMemory(const HiddenSecret& secret)
 {
-    constexpr std::uint64_t kWidest = 2 * HiddenSecret::kLength;
     static std::array<char, 1 << 20> block;
     const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
     if (memory < 0)
@@ -112,7 +112,7 @@ inline int occurrencesInMemory(const HiddenSecret& secret)
         list.remove_prefix(std::min(line.size() + 1, list.size()));
         const auto [begin, end] = memory_search_detail::writableRange(line);
         // Neighbouring blocks overlap by the longest spelling, and each counts what begins before the overlap.
-        constexpr std::uint64_t kStep = block.size() - kWidest;
+        constexpr std::uint64_t kStep = block.size() - HiddenSecret::kWidest;
         for (std::uint64_t at = begin; at < end; at += kStep) {
             const std::uint64_t wanted = std::min<std::uint64_t>(block.size(), end - at);
             block.fill('\0'); // else the block would find the copy in itself
@@ -120,7 +120,8 @@ inline int occurrencesInMemory(const HiddenSecret& secret)
             const ssize_t beginnings = std::min<ssize_t>(got, kStep);
             for (ssize_t place = 0; place < beginnings; ++place)
                 for (const int width : {1, 2})
-                    if (got - place >= width * HiddenSecret::kLength && secret.isAt(block.data() + place, width))
+                    if (got - place >= ssize_t{width} * HiddenSecret::kLength
+                        && secret.isAt(block.data() + place, width))
                         ++found;
         }
     }

@@ -64,6 +64,7 @@ public:
 
     QList<Seen> seen;
     QList<ModalAnswer> answers;
+    QPointer<QDialog> left; ///< a dialog that the test presses itself
     int unplanned = 0;
 
     QStringList texts() const
@@ -82,7 +83,7 @@ private:
     {
         waitForNext();
         auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (dialog == nullptr || dialog == m_answered)
+        if (dialog == nullptr || dialog == m_answered || dialog == left)
             return;
         m_answered = dialog;
         remember(*dialog);
