@@ -12,7 +12,11 @@ TlsServer::TlsServer(const QSslConfiguration& configuration, Visitor visitor)
     : m_visitor(std::move(visitor))
 {
     m_server.setSslConfiguration(configuration);
-    QObject::connect(&m_server, &QSslServer::startedEncryptionHandshake, &m_server, [this] { ++m_connections; });
+    QObject::connect(&m_server, &QSslServer::startedEncryptionHandshake, &m_server, [this](QSslSocket* socket) {
+        ++m_connections;
+        // Otherwise each handshake waits for an acknowledgement that the system delays.
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    });
     QObject::connect(&m_server, &QSslServer::pendingConnectionAvailable, &m_server, [this] {
         while (auto* socket = qobject_cast<QSslSocket*>(m_server.nextPendingConnection())) {
             ++m_handshakes;
