@@ -1,12 +1,11 @@
 #include "support/account_service.h"
 #include "support/launcher_window.h"
 #include "support/modal_player.h"
+#include "support/settings_on_disk.h"
 #include "support/temp_tree.h"
 
 #include <QComboBox>
 #include <QFileDialog>
-
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace vok;
@@ -103,16 +102,6 @@ QMap<QString, QVariant> allSettings()
     return all;
 }
 
-/// The settings as another program start finds them. Qt shares what it has read of a file within a process.
-std::unique_ptr<QSettings> settingsOnDisk(const TempTree& tree)
-{
-    const QString copy = tree.path(u"copy.conf"_s);
-    QFile::remove(copy);
-    if (!QFile::copy(QSettings().fileName(), copy))
-        qFatal("the settings have not reached the disk");
-    return std::make_unique<QSettings>(copy, QSettings::NativeFormat);
-}
-
 } // namespace
 
 void TestLauncherServerDialog::opensAsTheDesignHasIt()
@@ -172,17 +161,20 @@ void TestLauncherServerDialog::addsAProfile()
     const Opened opened;
     opened.type(u" Benim sunucum "_s, u" Sunucum.example "_s, u"  "_s);
     opened.window.press("saveServer");
+    const SettingsOnDisk saved(opened.window.access.settings());
     QVERIFY(!opened.dialog().isVisible());
     QCOMPARE(opened.dialog().result(), int(QDialog::Accepted));
-    QCOMPARE(storedProfile(u"Benim sunucum"_s), QByteArray("{\"auth\":\"https://sunucum.example:7443\",\"ca\":\"\"}"));
+    const QByteArray profile = "{\"auth\":\"https://sunucum.example:7443\",\"ca\":\"\"}";
     const QStringList names{u"Tarvun: Selvira"_s, u"Localhost"_s, u"Benim sunucum"_s};
+    QCOMPARE(saved.value(u"profiles/Benim sunucum"_s).toByteArray(), profile);
+    QCOMPARE(saved.value(u"profileNames"_s).toStringList(), names);
+    QCOMPARE(storedProfile(u"Benim sunucum"_s), profile);
     QCOMPARE(opened.names(), names);
     QCOMPARE(opened.profiles().currentText(), u"Benim sunucum"_s);
     QCOMPARE(QSettings().value(u"lastProfile"_s).toString(), u"Benim sunucum"_s);
     QVERIFY(!opened.isLoggedIn());
     QCOMPARE(opened.window.page(), u"loginPage"_s);
     QCOMPARE(opened.window.access.currentAuth(), u"https://sunucum.example:7443"_s);
-    QCOMPARE(settingsOnDisk(opened.tree)->value(u"profileNames"_s).toStringList(), names);
 }
 
 void TestLauncherServerDialog::savesOnReturn()
@@ -265,11 +257,11 @@ void TestLauncherServerDialog::takesNamesThatSettingsMustSpell()
     opened.window.press("saveServer");
     QCOMPARE(opened.profiles().currentText(), name);
     QCOMPARE(opened.window.access.currentAuth(), u"https://a.example:7443"_s);
-    const auto onDisk = settingsOnDisk(opened.tree);
-    QCOMPARE(
-        onDisk->value(u"profileNames"_s).toStringList(), QStringList({u"Tarvun: Selvira"_s, u"Localhost"_s, name}));
-    QCOMPARE(onDisk->value(u"profiles/"_s + name).toByteArray(), storedProfile(name));
-    QCOMPARE(onDisk->value(u"lastProfile"_s).toString(), name);
+    opened.window.access.settings().sync();
+    const SettingsOnDisk saved(opened.window.access.settings());
+    QCOMPARE(saved.value(u"profileNames"_s).toStringList(), QStringList({u"Tarvun: Selvira"_s, u"Localhost"_s, name}));
+    QCOMPARE(saved.value(u"profiles/"_s + name).toByteArray(), storedProfile(name));
+    QCOMPARE(saved.value(u"lastProfile"_s).toString(), name);
 
     const LauncherWindow next;
     QCOMPARE(next.find<QComboBox>("profiles").currentText(), name);
@@ -284,7 +276,9 @@ void TestLauncherServerDialog::keepsTheListOfNamesOfOneServer()
     opened.type(u"a, b"_s, u"a.example"_s);
     opened.window.press("saveServer");
     QCOMPARE(opened.names(), QStringList(u"a, b"_s));
-    QCOMPARE(settingsOnDisk(opened.tree)->value(u"profileNames"_s).toStringList(), QStringList(u"a, b"_s));
+    QCOMPARE(
+        SettingsOnDisk(opened.window.access.settings()).value(u"profileNames"_s).toStringList(),
+        QStringList(u"a, b"_s));
 }
 
 void TestLauncherServerDialog::takesAnyFileForACa()
@@ -418,7 +412,9 @@ void TestLauncherServerDialog::savesForThisRunWhereTheStoreCannotBeWritten()
     QVERIFY(QFileInfo(store).isDir());
     QVERIFY(QDir(store).removeRecursively());
     opened.window.access.settings().sync();
-    QCOMPARE(settingsOnDisk(opened.tree)->value(u"profiles/Geçici"_s).toByteArray(), storedProfile(u"Geçici"_s));
+    QCOMPARE(
+        SettingsOnDisk(opened.window.access.settings()).value(u"profiles/Geçici"_s).toByteArray(),
+        storedProfile(u"Geçici"_s));
 }
 
 void TestLauncherServerDialog::keepsItsShapeForAnyProfile()

@@ -71,15 +71,12 @@ struct Range
 };
 
 /// The range that `line` of the kernel's list stands for where this process can write to it, else an empty one.
-/// Reservations of a sanitizer, of which hardly a page exists, are left out.
 inline Range writableRange(std::string_view line)
 {
-    constexpr std::uint64_t kLargest = std::uint64_t{1} << 30;
     Range range;
     const auto first = std::from_chars(line.data(), line.data() + line.size(), range.begin, 16);
     const auto last = std::from_chars(first.ptr + 1, line.data() + line.size(), range.end, 16);
-    const bool isWritable = std::string_view(last.ptr, 3) == " rw";
-    return isWritable && range.end - range.begin <= kLargest ? range : Range{};
+    return std::string_view(last.ptr, 3) == " rw" ? range : Range{};
 }
 
 /// The kernel's list of this process's memory.
