@@ -87,7 +87,7 @@ QStringList period(Validity validity)
 /// Makes a key and a request for `name` in a folder of their own, whose relative path is returned.
 QString requested(const QString& name, const QString& subjectAltName)
 {
-    const QString relative = nextName();
+    QString relative = nextName();
     const QString path = folder().makeDirectory(relative);
     folder().write(relative + u"/openssl.cnf"_s, configuration(name, path, subjectAltName));
     folder().write(relative + u"/index"_s, {});

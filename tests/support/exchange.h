@@ -21,9 +21,9 @@ struct FetchCall
     QString caFile = {};
     QByteArray method = "GET";
     QByteArray body = {};
-    bool auth = false;
     qint64 limit = 2097152;
     QString stagePath = {};
+    bool auth = false;
     int redirects = 0;
     std::shared_ptr<TransferBudget> budget = {}; ///< null: one like that of a first hop
 };

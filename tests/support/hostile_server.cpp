@@ -168,7 +168,7 @@ void HostileServer::serve(QSslSocket& socket)
     take();
 }
 
-PlainServer::PlainServer(Manner manner, QByteArray greeting)
+PlainServer::PlainServer(Manner manner, const QByteArray& greeting)
 {
     QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this, manner, greeting] {
         while (QTcpSocket* socket = m_server.nextPendingConnection()) {

@@ -79,7 +79,8 @@ public:
         HangsUp  ///< closes the connection
     };
 
-    explicit PlainServer(Manner manner, QByteArray greeting = {});
+    explicit PlainServer(Manner manner, const QByteArray& greeting = {});
+    ~PlainServer() = default;
     Q_DISABLE_COPY_MOVE(PlainServer)
 
     QString origin() const;

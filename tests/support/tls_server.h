@@ -23,6 +23,7 @@ public:
     using Visitor = std::function<void(QSslSocket& socket)>;
 
     TlsServer(const QSslConfiguration& configuration, Visitor visitor);
+    ~TlsServer() = default;
     Q_DISABLE_COPY_MOVE(TlsServer)
 
     /// What a well-meaning server of today would use to show `identity`.

@@ -249,18 +249,18 @@ void TestFetchRedirects::measuresAllHopsByOneDeadline()
         return held({200});
     });
     const LauncherWindow window;
-    const auto budget = budgetOf(server.url(), 1000, 400ms);
+    const auto budget = budgetOf(server.url(), 1000, 2s);
     QElapsedTimer clock;
     clock.start();
     const auto outcome =
         startFetch(window, {.url = server.url(u"/1"_s), .caFile = authority().pemPath(), .budget = budget});
     QTRY_COMPARE(server.heldAnswers(), 1);
-    QTest::qWait(200);
+    QTest::qWait(300);
     server.release();
     QTRY_COMPARE(server.heldAnswers(), 1);
     QTRY_COMPARE(outcome->ends(), 1);
     QCOMPARE(outcome->failures, QStringList(u"HTTPS operation wall deadline exceeded"_s));
-    QVERIFY2(clock.elapsed() >= 390 && clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY2(clock.elapsed() >= 1900 && clock.elapsed() < 8000, qPrintable(QString::number(clock.elapsed())));
 }
 
 // How much of a redirect's body arrives before its hop ends is the network's affair, but what has been read counts.

@@ -150,7 +150,7 @@ void TestFetchRequest::refusesAtOnceWhatItCanTell_data()
     row("origin before time", {.url = url, .budget = budgetOf(other, 1, 0ms)}, kOriginRefused);
     row("time before CA", {.url = url, .caFile = missing, .budget = budgetOf(url, 1, 0ms)}, kTooLate);
     row("CA before session", {.url = url, .caFile = missing, .auth = true}, kUnreadableCa);
-    row("session before stage", {.url = url, .auth = true, .stagePath = missing}, kNoSession);
+    row("session before stage", {.url = url, .stagePath = missing, .auth = true}, kNoSession);
 }
 
 void TestFetchRequest::refusesAtOnceWhatItCanTell()

@@ -295,10 +295,10 @@ void TestTrust::refusesServersWithoutTls()
     QFETCH(QString, failure);
     const PlainServer server(manner, greeting);
     const LauncherWindow window;
-    window.access.setRequestTimeoutMs(300);
+    window.access.setRequestTimeoutMs(1500);
     const QUrl url(server.origin());
     const auto outcome =
-        startFetch(window, {.url = url, .caFile = right().pemPath(), .budget = budgetOf(url, 1000, 300ms)});
+        startFetch(window, {.url = url, .caFile = right().pemPath(), .budget = budgetOf(url, 1000, 1500ms)});
     QTRY_COMPARE(outcome->ends(), 1);
     QVERIFY2(outcome->failures.value(0).startsWith(failure), qPrintable(outcome->failures.join(u'|')));
     QVERIFY(!server.received().contains("HTTP/1.1"));
