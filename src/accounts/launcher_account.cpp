@@ -97,8 +97,6 @@ void Launcher::clearPassword()
 {
     // QLineEdit::clear would keep the password in the history of the field.
     password->setText(QString());
-    // A kept connection still holds what it carried.
-    network.forgetConnections();
 }
 
 } // namespace vok

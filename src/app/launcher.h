@@ -1,11 +1,11 @@
 /// The launcher's one window and the owner of all its state: settings, network, session and worker threads.
 ///
 /// Its methods stand in files of their own, each beside its subject: launcher.cpp and launcher_pages.cpp here, the
-/// others as launcher_*.cpp in accounts/, client/ and assets/. A handler reports any failure by throwing; the guard of
-/// addActionButton shows it. All of it runs on the user-interface thread.
+/// others as launcher_*.cpp in transport/, accounts/, client/ and assets/. A handler reports any failure by throwing;
+/// the guard of addActionButton shows it. All of it runs on the user-interface thread.
 #pragma once
 
-#include "host/trusted_network.h"
+#include "network/https_network.h"
 
 #include <QImage>
 #include <QList>
@@ -216,7 +216,7 @@ private:
     void verifyAssets(bool repair);
 
     QSettings settings;
-    TrustedNetwork network;
+    HttpsNetwork network;
     QByteArray sessionToken; ///< empty: logged out; its buffer is shared with nobody
     bool assetBusy = false;
     bool echoToStderr = false; ///< the log goes to standard error too, and a failure ends the program

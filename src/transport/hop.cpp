@@ -68,7 +68,10 @@ int Hop::status() const
 
 void Hop::readHeaders()
 {
-    if (m_reply.header(QNetworkRequest::ContentLengthHeader).toLongLong() > bodyBound())
+    // Nobody asked for a packed body, and there is no telling what it would unpack to.
+    const QByteArray encoding = m_reply.rawHeader("Content-Encoding");
+    const bool isPacked = !encoding.isEmpty() && encoding.compare("identity", Qt::CaseInsensitive) != 0;
+    if (isPacked || m_reply.header(QNetworkRequest::ContentLengthHeader).toLongLong() > bodyBound())
         fail(kResponseBound);
     if (!isRedirect(status()) || !m_download.redirect.isEmpty() || !m_download.error.isEmpty())
         return;

@@ -93,6 +93,7 @@ void Launcher::fetch(
     QNetworkRequest request(target);
     request.setSslConfiguration(tlsConfiguration(caFile));
     request.setTransferTimeout(requestTimeoutMs);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request.setRawHeader("User-Agent", "VOK-native-launcher/2");
     request.setRawHeader("Accept", "application/json");
     if (!body.isEmpty())
@@ -107,7 +108,7 @@ void Launcher::fetch(
     if (stage != nullptr)
         rules.time += std::chrono::milliseconds(limit / kStagedBytesPerMs);
 
-    QNetworkReply* reply = network.send(request, method, body);
+    QNetworkReply* reply = network.sendCustomRequest(request, method, body);
     activeReplies.append(reply);
     auto* hop = new Hop(*reply, rules, budget, std::move(stage));
     const Exchange exchange{caFile, method, body, limit, stagePath, std::move(done), redirects, std::move(budget)};

@@ -451,8 +451,8 @@ void TestLauncher::diesInPeaceWithEverythingRunning()
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
     int calls = 0;
-    QNetworkReply* reply = window->access.network().send(
-        QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))), "GET", {});
+    QNetworkReply* reply =
+        window->access.network().get(QNetworkRequest(QUrl(u"https://127.0.0.1:%1/"_s.arg(silent.serverPort()))));
     connect(reply, &QNetworkReply::finished, &window->launcher, [&] { ++calls; });
     auto* process = new QProcess(&window->launcher);
     connect(process, &QProcess::finished, &window->launcher, [&] { ++calls; });
@@ -470,8 +470,8 @@ void TestLauncher::refusesAssetWorkWhileARequestRuns()
     const LauncherWindow window;
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    QNetworkReply* reply = window.access.network().send(
-        QNetworkRequest(QUrl(u"http://127.0.0.1:%1/"_s.arg(silent.serverPort()))), "GET", {});
+    QNetworkReply* reply =
+        window.access.network().get(QNetworkRequest(QUrl(u"https://127.0.0.1:%1/"_s.arg(silent.serverPort()))));
     window.access.activeReplies().append(reply);
     const auto& progress = window.find<QProgressBar>("progress");
     const auto stateOfBar = [&] { return QList<int>{progress.minimum(), progress.maximum(), progress.isVisible()}; };

@@ -13,9 +13,10 @@ import sys
 ARROWS = {
     "formats": set(),
     "assets": {"formats"},
+    "network": set(),
     "host": set(),
-    "panel": {"host"},
-    "launcher": {"formats", "assets", "host", "panel"},
+    "panel": {"host", "network"},
+    "launcher": {"formats", "assets", "network", "host", "panel"},
 }
 
 # The window's room lies in several folders, and one of its files lies with its subject.

@@ -19,7 +19,7 @@ struct LauncherTestAccess
     Launcher& launcher;
 
     QSettings& settings() const { return launcher.settings; }
-    TrustedNetwork& network() const { return launcher.network; }
+    QNetworkAccessManager& network() const { return launcher.network; }
     QByteArray& sessionToken() const { return launcher.sessionToken; }
     QString& sessionAuth() const { return launcher.sessionAuth; }
     QList<QNetworkReply*>& activeReplies() const { return launcher.activeReplies; }

@@ -178,7 +178,7 @@ void TestExchangeEnds::sendsTheNextRequestFromTheReceiver()
         },
         0, nullptr);
     QTRY_VERIFY(second != nullptr && second->successes == 1);
-    QCOMPARE(server.connections(), 1);
+    QCOMPARE(server.requests().size(), 2);
 }
 
 void TestExchangeEnds::reportsWhatTheReceiverThrows()
@@ -208,7 +208,7 @@ void TestExchangeEnds::leavesNoReplyBehind()
         QTRY_COMPARE(outcome->ends(), 1);
     }
     QTRY_COMPARE(repliesOf(window).size(), 0);
-    QTRY_COMPARE(window.access.network().children().size(), 1);
+    QTRY_COMPARE(window.access.network().children().size(), 0);
 }
 
 VOK_WINDOW_TEST_MAIN(TestExchangeEnds)

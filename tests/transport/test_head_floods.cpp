@@ -14,7 +14,7 @@ private Q_SLOTS:
     void sendsNoPostTwice_data();
     void sendsNoPostTwice();
     void takesNoAnswerFromBeforeTheRequest();
-    void refusesWhatCannotBeUnpacked();
+    void refusesWhatIsPacked();
 };
 
 namespace
@@ -38,6 +38,7 @@ void TestHeadFloods::keepsTheMemoryFlat_data()
     row("header lines", hostile::endless("HTTP/1.1 200 OK\r\n", QByteArray("X: y\r\n").repeated(1000)));
     row("size of a chunk", hostile::endless(chunked + "1;", block));
     row("chunks of one byte", hostile::endless(chunked, hostile::chunk("x").repeated(1000)));
+    row("trailer", hostile::endless(chunked + hostile::chunk("{}") + "0\r\n", QByteArray("X: y\r\n").repeated(1000)));
     row("informational answers", hostile::endless({}, hostile::head(100).repeated(100)));
     row("blank lines", hostile::endless({}, QByteArray("\r\n").repeated(1000)));
 }
@@ -92,7 +93,7 @@ void TestHeadFloods::takesNoAnswerFromBeforeTheRequest()
     QCOMPARE(second->body, QByteArray("{}"));
 }
 
-void TestHeadFloods::refusesWhatCannotBeUnpacked()
+void TestHeadFloods::refusesWhatIsPacked()
 {
     const QByteArray head = hostile::head(200, {"Content-Encoding: gzip", "Content-Length: 2"});
     const HostileServer server(authority().issue(), {hostile::sent(head + "{}")});
