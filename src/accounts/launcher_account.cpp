@@ -86,6 +86,12 @@ void Launcher::logOut()
     });
 }
 
+void Launcher::requireSession() const
+{
+    if (sessionToken.isEmpty() || currentAuth() != sessionAuth)
+        throw std::runtime_error("Önce seçili sunucuya giriş yapın");
+}
+
 void Launcher::clearSession()
 {
     overwrite(sessionToken);

@@ -18,6 +18,7 @@
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QStackedWidget>
 #include <QTextDocument>
 #include <QThread>
@@ -117,6 +118,10 @@ void Launcher::reportFailure(const QString& text)
         QCoreApplication::exit(1);
         return;
     }
+    // Requests may fail by the dozen, and each box would stand on the one before.
+    if (failureOnShow == shown)
+        return;
+    const QScopedValueRollback onShow(failureOnShow, std::optional(shown));
     QWidget* modal = QApplication::activeModalWidget();
     QMessageBox::warning(modal != nullptr ? modal : this, kProductName, literally(breakable(shown)), QMessageBox::Ok);
 }

@@ -14,6 +14,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QBoxLayout;
 class QCheckBox;
@@ -107,7 +108,7 @@ private:
     void guarded(const std::function<void()>& action);
 
     /// Ends asset work, whether or not any ran, and tells the player `text` in the status line, the log and a message
-    /// box. Only the log holds all of a text that is not presentable.
+    /// box, but for one that says just this already. Only the log holds all of a text that is not presentable.
     void reportFailure(const QString& text);
 
     /// Adds `text`, as one line whatever it holds, with the present UTC time to the log views.
@@ -169,6 +170,8 @@ private:
     void registerAccount();
     void resetPassword();
     void logOut();
+    /// Throws std::runtime_error without a session of the selected profile.
+    void requireSession() const;
     /// Overwrites and drops the session. The page stays; callers go on with refreshPages.
     void clearSession();
     /// Empties the password field, and keeps nothing of what requests have carried.
@@ -204,8 +207,6 @@ private:
     void startClient(const QString& program, const QStringList& arguments);
     void followClient(QProcess* process, const std::shared_ptr<launcher_client::Output>& output);
     void requireNoClient() const;
-    /// Throws std::runtime_error without a session of the selected profile.
-    void requireSession() const;
 
     // assets/launcher_asset_tasks.cpp
     /// Runs `work` on a thread of its own; after a clean result `after`, where there is one, runs on this thread.
@@ -223,7 +224,8 @@ private:
     int requestTimeoutMs = 60000;
     QList<QThread*> workers;
     QList<QNetworkReply*> activeReplies;
-    QString sessionAuth; ///< origin that issued sessionToken
+    std::optional<QString> failureOnShow; ///< text of the message box that stands
+    QString sessionAuth;                  ///< origin that issued sessionToken
     QProcess* clientProcess = nullptr;
     QImage skinImage; ///< the painted background; null: no skin
 

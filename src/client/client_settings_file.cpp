@@ -1,7 +1,7 @@
 #include "client/client_settings_file.h"
 
+#include "app/whole_file.h"
 #include "client/graphics_options.h"
-#include "client/whole_file.h"
 
 #include <QDir>
 #include <QFile>

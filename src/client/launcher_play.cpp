@@ -59,12 +59,6 @@ void Launcher::requireNoClient() const
         throw std::runtime_error("Client is already running");
 }
 
-void Launcher::requireSession() const
-{
-    if (sessionToken.isEmpty() || currentAuth() != sessionAuth)
-        throw std::runtime_error("Önce seçili sunucuya giriş yapın");
-}
-
 void Launcher::play()
 {
     const GraphicsOptions chosen = chosenGraphics();

@@ -1,8 +1,8 @@
 #include "accounts/secret_bytes.h"
 #include "app/launcher.h"
 #include "app/presentable_text.h"
+#include "app/whole_file.h"
 #include "client/process_log.h"
-#include "client/whole_file.h"
 
 #include <QDateTime>
 #include <QDialog>
@@ -129,7 +129,7 @@ void Launcher::saveDiagnostics()
     const QString path = QFileDialog::getSaveFileName(settingsDialog, u"Diagnostics"_s, u"vok-diagnostics.txt"_s);
     if (path.isEmpty())
         return;
-    if (!launcher_client::replaceFile(path, diagnosticLogs->toPlainText().toUtf8()))
+    if (!replaceFile(path, diagnosticLogs->toPlainText().toUtf8()))
         throw std::runtime_error("Cannot save diagnostics");
 }
 

@@ -1,5 +1,5 @@
-#include "accounts/secret_bytes.h"
 #include "app/launcher.h"
+#include "app/whole_file.h"
 #include "transport/hop.h"
 #include "transport/server_answer.h"
 #include "transport/tls_trust.h"
@@ -31,18 +31,7 @@ struct Launcher::Exchange
 namespace
 {
 
-constexpr qint64 kBytesBeyondLimit = 393216; ///< what the redirects and refusals of one operation may cost besides
-constexpr qint64 kStagedBytesPerMs = 128;    ///< slowest rate at which a staged download is waited for
 constexpr int kMostRedirects = 5;
-
-std::shared_ptr<TransferBudget> newBudget(const QUrl& origin, qint64 limit, std::chrono::milliseconds time)
-{
-    auto budget = std::make_shared<TransferBudget>();
-    budget->deadline = QDeadlineTimer(time, Qt::CoarseTimer);
-    budget->limit = limit + kBytesBeyondLimit;
-    budget->origin = origin;
-    return budget;
-}
 
 std::unique_ptr<QSaveFile> openStage(const QString& path)
 {
@@ -54,12 +43,6 @@ std::unique_ptr<QSaveFile> openStage(const QString& path)
     return file;
 }
 
-// A failed flush is tested by itself: Qt 6.4's commit overlooks it.
-bool committed(QSaveFile& file)
-{
-    return file.flush() && file.commit();
-}
-
 /// The text of a hop's failure, or an empty one for a success.
 QString failureOf(Hop& hop)
 {
@@ -69,7 +52,7 @@ QString failureOf(Hop& hop)
         return download.error;
     if (reply.error() != QNetworkReply::NoError || !isSuccess(hop.status()))
         return refusalText(download.body, hop.status(), reply.errorString());
-    if (download.file != nullptr && !committed(*download.file))
+    if (download.file != nullptr && !commitFlushed(*download.file))
         return u"Cannot commit staged HTTPS file"_s;
     return {};
 }
@@ -104,14 +87,25 @@ void Launcher::fetch(
     }
 
     std::unique_ptr<QSaveFile> stage = openStage(stagePath);
-    HopRules rules{limit, !auth && method == "GET" && redirects < kMostRedirects, time};
-    if (stage != nullptr)
-        rules.time += std::chrono::milliseconds(limit / kStagedBytesPerMs);
+    const HopRules rules{
+        .limit = limit,
+        .mayRedirect = !auth && method == "GET" && redirects < kMostRedirects,
+        .time = hopTime(time, limit, stage != nullptr),
+    };
 
     QNetworkReply* reply = network.sendCustomRequest(request, method, body);
     activeReplies.append(reply);
     auto* hop = new Hop(*reply, rules, budget, std::move(stage));
-    const Exchange exchange{caFile, method, body, limit, stagePath, std::move(done), redirects, std::move(budget)};
+    const Exchange exchange{
+        .caFile = caFile,
+        .method = method,
+        .body = body,
+        .limit = limit,
+        .stagePath = stagePath,
+        .done = std::move(done),
+        .redirects = redirects,
+        .budget = std::move(budget),
+    };
     connect(hop, &Hop::ended, this, [this, hop, exchange] { guarded([&] { finishHop(*hop, exchange); }); });
 }
 
@@ -137,14 +131,13 @@ void Launcher::finishHop(Hop& hop, const Exchange& exchange)
     } catch (const std::exception& error) {
         failure = QString::fromUtf8(error.what());
     }
-    // Not left to the reply's end: a message box may stand before that for an hour.
-    overwrite(download.body);
     if (failure.isEmpty())
         return;
     if (exchange.budget->onError)
         exchange.budget->onError(failure);
-    else
-        reportFailure(failure);
+    else // Queued behind the reply's end: a message box may stand for an hour, and the reply holds what it carried.
+        QMetaObject::invokeMethod(
+            this, [this, failure] { reportFailure(failure); }, Qt::QueuedConnection);
 }
 
 } // namespace vok

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -23,6 +24,12 @@ struct TransferBudget
     bool allowReleaseHosts = false;              ///< measure hops by the release hosts instead of by `origin`
     std::function<void(const QString&)> onError; ///< takes the operation's failure; empty: the window tells it
 };
+
+/// The budget of an operation that begins at `origin` and takes `time`, whose answers may have `limit` body bytes.
+std::shared_ptr<TransferBudget> newBudget(const QUrl& origin, qint64 limit, std::chrono::milliseconds time);
+
+/// Wall time of one hop: `time`, and for a staged download of up to `limit` bytes as much more as a slow line needs.
+std::chrono::milliseconds hopTime(std::chrono::milliseconds time, qint64 limit, bool isStaged);
 
 /// One hop, from its request to its end.
 struct Download

@@ -229,6 +229,7 @@ void TestLauncherServerDialog::tellsCaseApartInNames()
     opened.type(u"localhost"_s, u"a.example"_s);
     opened.window.press("saveServer");
     QCOMPARE(opened.names(), QStringList({u"Tarvun: Selvira"_s, u"Localhost"_s, u"localhost"_s}));
+    QCOMPARE(opened.window.find<QComboBox>("profiles").currentText(), u"localhost"_s);
     QCOMPARE(parseProfile(storedProfile(u"Localhost"_s)).auth, u"https://localhost:7443"_s);
     QCOMPARE(parseProfile(storedProfile(u"localhost"_s)).auth, u"https://a.example:7443"_s);
 }

@@ -4,6 +4,8 @@
 #include "support/modal_player.h"
 #include "support/temp_tree.h"
 
+#include <QComboBox>
+
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void findsASecretInEitherSpelling();
     void keepsNoTokenAfterALogout();
+    void keepsNoTokenWhileAFailureIsShown();
     void keepsNoPasswordAfterALogin();
 };
 
@@ -66,6 +69,33 @@ void TestSecretsInMemory::keepsNoTokenAfterALogout()
     service.reset();
     settle();
     QCOMPARE(occurrencesInMemory(token), 0);
+}
+
+void TestSecretsInMemory::keepsNoTokenWhileAFailureIsShown()
+{
+    const HiddenSecret token;
+    auto service = std::make_unique<AccountService>(
+        [&token](const HttpRequest&) { return HttpAnswer{.body = token.within("{\"session\":\"", "\"}")}; });
+    service->select();
+    const TempTree root;
+    root.write(u"asset-manifest.json"_s, {});
+    const LauncherWindow window(root.path());
+    window.press("loginButton");
+    QTRY_COMPARE(window.page(), u"playPage"_s);
+    service->hold({.body = "{}"});
+    window.press("logoutButton");
+    QTRY_COMPARE(service->heldAnswers(), 1);
+    window.find<QComboBox>("profiles").setCurrentText(u"Localhost"_s);
+    int found = -1;
+    ModalPlayer player({[&](QDialog& dialog) {
+        service.reset();
+        found = occurrencesInMemory(token);
+        dialog.accept();
+    }});
+    service->release();
+    QTRY_COMPARE(player.texts(), QStringList(u"Server profile changed; stale response discarded"_s));
+    QTRY_VERIFY(found >= 0);
+    QCOMPARE(found, 0);
 }
 
 void TestSecretsInMemory::keepsNoPasswordAfterALogin()

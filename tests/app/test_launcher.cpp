@@ -38,6 +38,8 @@ private Q_SLOTS:
     void showsThePageThatFollowsFromManifestAndSession();
     void showsTheInstallationFolderAsItIsSpelt();
     void takesADirectoryForNoManifest();
+    void showsOneBoxForOneText();
+    void waitsAMinuteForAnAnswer();
     void refusesActionsThatThisVersionDoesNotHave_data();
     void refusesActionsThatThisVersionDoesNotHave();
     void pressesLoginOnReturnInThePassword();
@@ -263,6 +265,38 @@ void TestLauncher::takesADirectoryForNoManifest()
     tree->makeDirectory(u"root/asset-manifest.json"_s);
     const LauncherWindow window(freshRoot());
     QCOMPARE(window.page(), u"installPage"_s);
+}
+
+void TestLauncher::showsOneBoxForOneText()
+{
+    const LauncherWindow window;
+    const QString first = u"Disk doldu"_s;
+    ModalPlayer player(
+        {[&](QDialog& dialog) {
+             window.access.reportFailure(first);
+             window.access.reportFailure(u"Ağ yok"_s);
+             dialog.accept();
+         },
+         press(QMessageBox::Ok), press(QMessageBox::Ok)});
+    window.access.reportFailure(first);
+    QCOMPARE(player.texts(), QStringList({first, u"Ağ yok"_s}));
+    QCOMPARE(window.logTexts().last(3), QStringList({first, first, u"Ağ yok"_s}));
+    window.access.reportFailure(first);
+    QCOMPARE(player.texts().size(), 3);
+}
+
+void TestLauncher::waitsAMinuteForAnAnswer()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const LauncherWindow window;
+    window.access.settings().setValue(
+        u"profiles/Localhost"_s,
+        u"{\"auth\":\"https://127.0.0.1:%1\",\"ca\":\"\"}"_s.arg(silent.serverPort()).toUtf8());
+    window.find<QComboBox>("profiles").setCurrentText(u"Localhost"_s);
+    window.press("loginButton");
+    QCOMPARE(window.access.activeReplies().size(), 1);
+    QCOMPARE(window.access.activeReplies().constFirst()->request().transferTimeout(), 60000);
 }
 
 void TestLauncher::refusesActionsThatThisVersionDoesNotHave_data()

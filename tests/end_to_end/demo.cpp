@@ -237,8 +237,9 @@ void Demo::signIn()
     const ModalPlayer player({pictured(u"wrong-password"_s, press(QMessageBox::Ok))});
     password.setText(u"yanlış"_s);
     window.press("loginButton");
-    waitForAnswer();
-    require(player.seen.size() == 1, u"a wrong password is told in a box"_s);
+    require(
+        QTest::qWaitFor([&player] { return player.seen.size() == 1; }, kPatienceMs),
+        u"a wrong password is told in a box"_s);
     tell(u"A refusal is told in the words of the service: \"%1\""_s.arg(player.texts().constFirst()));
 
     password.setText(kPassword);
