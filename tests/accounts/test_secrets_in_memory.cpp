@@ -6,6 +6,7 @@
 
 #include <QComboBox>
 
+#include <functional>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -21,6 +22,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void findsASecretInEitherSpelling();
     void keepsNoTokenAfterALogout();
+    void keepsNoTokenAfterTheWindow();
     void keepsNoTokenWhileAFailureIsShown();
     void keepsNoPasswordAfterALogin();
 };
@@ -33,6 +35,33 @@ void settle()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCoreApplication::processEvents();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+/// A window that shows the play page, once its login has been answered.
+struct SignedIn
+{
+    explicit SignedIn(const std::function<HttpAnswer()>& answer)
+        : service(std::make_unique<AccountService>([answer](const HttpRequest&) { return answer(); }))
+    {
+        service->select();
+        root.write(u"asset-manifest.json"_s, {});
+        window = std::make_unique<LauncherWindow>(root.path());
+    }
+
+    bool logIn() const
+    {
+        window->press("loginButton");
+        return QTest::qWaitFor([this] { return window->page() == u"playPage"_s; });
+    }
+
+    TempTree root;
+    std::unique_ptr<AccountService> service; ///< remembers what it was sent: to be gone before memory is searched
+    std::unique_ptr<LauncherWindow> window;
+};
+
+std::function<HttpAnswer()> sessionOf(const HiddenSecret& token)
+{
+    return [&token] { return HttpAnswer{.body = token.within("{\"session\":\"", "\"}")}; };
 }
 
 } // namespace
@@ -56,17 +85,22 @@ void TestSecretsInMemory::findsASecretInEitherSpelling()
 void TestSecretsInMemory::keepsNoTokenAfterALogout()
 {
     const HiddenSecret token;
-    auto service = std::make_unique<AccountService>(
-        [&token](const HttpRequest&) { return HttpAnswer{.body = token.within("{\"session\":\"", "\"}")}; });
-    service->select();
-    const TempTree root;
-    root.write(u"asset-manifest.json"_s, {});
-    const LauncherWindow window(root.path());
-    window.press("loginButton");
-    QTRY_COMPARE(window.page(), u"playPage"_s);
-    window.press("logoutButton");
-    QTRY_COMPARE(window.page(), u"loginPage"_s);
-    service.reset();
+    SignedIn signedIn(sessionOf(token));
+    QVERIFY(signedIn.logIn());
+    signedIn.window->press("logoutButton");
+    QTRY_COMPARE(signedIn.window->page(), u"loginPage"_s);
+    signedIn.service.reset();
+    settle();
+    QCOMPARE(occurrencesInMemory(token), 0);
+}
+
+void TestSecretsInMemory::keepsNoTokenAfterTheWindow()
+{
+    const HiddenSecret token;
+    SignedIn signedIn(sessionOf(token));
+    QVERIFY(signedIn.logIn());
+    signedIn.window.reset();
+    signedIn.service.reset();
     settle();
     QCOMPARE(occurrencesInMemory(token), 0);
 }
@@ -74,46 +108,34 @@ void TestSecretsInMemory::keepsNoTokenAfterALogout()
 void TestSecretsInMemory::keepsNoTokenWhileAFailureIsShown()
 {
     const HiddenSecret token;
-    auto service = std::make_unique<AccountService>(
-        [&token](const HttpRequest&) { return HttpAnswer{.body = token.within("{\"session\":\"", "\"}")}; });
-    service->select();
-    const TempTree root;
-    root.write(u"asset-manifest.json"_s, {});
-    const LauncherWindow window(root.path());
-    window.press("loginButton");
-    QTRY_COMPARE(window.page(), u"playPage"_s);
-    service->hold({.body = "{}"});
-    window.press("logoutButton");
-    QTRY_COMPARE(service->heldAnswers(), 1);
-    window.find<QComboBox>("profiles").setCurrentText(u"Localhost"_s);
+    SignedIn signedIn(sessionOf(token));
+    QVERIFY(signedIn.logIn());
+    signedIn.service->hold({.body = "{}"});
+    signedIn.window->press("logoutButton");
+    QTRY_COMPARE(signedIn.service->heldAnswers(), 1);
+    signedIn.window->find<QComboBox>("profiles").setCurrentText(u"Localhost"_s);
     int found = -1;
-    ModalPlayer player({[&](QDialog& dialog) {
-        service.reset();
+    const ModalPlayer player({[&](QDialog& dialog) {
+        signedIn.service.reset();
         found = occurrencesInMemory(token);
         dialog.accept();
     }});
-    service->release();
-    QTRY_COMPARE(player.texts(), QStringList(u"Server profile changed; stale response discarded"_s));
+    signedIn.service->release();
     QTRY_VERIFY(found >= 0);
     QCOMPARE(found, 0);
+    QCOMPARE(player.texts(), QStringList(u"Server profile changed; stale response discarded"_s));
 }
 
 void TestSecretsInMemory::keepsNoPasswordAfterALogin()
 {
     const HiddenSecret secret;
-    auto service =
-        std::make_unique<AccountService>([](const HttpRequest&) { return sessionAnswer(QByteArray(64, 'b')); });
-    service->select();
-    const TempTree root;
-    root.write(u"asset-manifest.json"_s, {});
-    const LauncherWindow window(root.path());
-    auto& password = window.find<QLineEdit>("password");
+    SignedIn signedIn([] { return sessionAnswer(QByteArray(64, 'b')); });
+    auto& password = signedIn.window->find<QLineEdit>("password");
     for (int index = 0; index < HiddenSecret::kLength; ++index)
         QTest::keyClick(&password, secret.at(index));
     QVERIFY(occurrencesInMemory(secret) > 0);
-    window.press("loginButton");
-    QTRY_COMPARE(window.page(), u"playPage"_s);
-    service.reset();
+    QVERIFY(signedIn.logIn());
+    signedIn.service.reset();
     settle();
     QCOMPARE(occurrencesInMemory(secret), 0);
 }
