@@ -145,19 +145,19 @@ void HttpsReply::receive()
     }
 }
 
-/// Moves a piece of the answer from the connection into the body. False where there is nothing to move, or no room.
+/// Moves what has come of the answer into the body. False where there is nothing to move, or no room.
 bool HttpsReply::takePiece()
 {
-    const qsizetype room = kBodyBytes - m_body.size();
-    if (room <= 0)
+    if (m_body.size() >= kBodyBytes)
         return false;
     const qsizetype before = m_input.size();
     m_input += m_socket.read(kInputBytes - before);
     if (m_input.isEmpty())
         return false;
+    const bool hasGrown = m_input.size() > before;
 
     const qsizetype bodyBefore = m_body.size();
-    const qsizetype taken = m_parser.feed(m_input, m_body, room);
+    const qsizetype taken = feedInput();
     m_input.remove(0, taken);
     if (m_parser.hasHead() && !m_isHeadPublished)
         publishHead();
@@ -165,7 +165,23 @@ bool HttpsReply::takePiece()
         Q_EMIT readyRead();
     if (m_parser.isComplete() && !isFinished())
         finishAnswer();
-    return taken > 0 || m_input.size() > before;
+    return taken > 0 || hasGrown;
+}
+
+/// Parses the input up to the end of the head, and then as far as there is room for the body: a body of tiny chunks is
+/// told of once and not by the byte.
+qsizetype HttpsReply::feedInput()
+{
+    const bool hadHead = m_parser.hasHead();
+    qsizetype taken = 0;
+    while (taken < m_input.size() && m_body.size() < kBodyBytes && m_parser.hasHead() == hadHead
+           && !m_parser.isComplete()) {
+        const qsizetype more = m_parser.feed(QByteArrayView(m_input).sliced(taken), m_body, kBodyBytes - m_body.size());
+        if (more == 0)
+            break;
+        taken += more;
+    }
+    return taken;
 }
 
 void HttpsReply::publishHead()

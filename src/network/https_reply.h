@@ -31,6 +31,7 @@ private:
     void receive();
     void endConnection();
     bool takePiece();
+    qsizetype feedInput();
     void publishHead();
     void finishAnswer();
     void fail(NetworkError error, const QString& text);
