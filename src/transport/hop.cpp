@@ -61,6 +61,11 @@ Hop::~Hop()
     overwrite(m_chunk);
 }
 
+QUrl Hop::nextHop() const
+{
+    return m_download.error.isEmpty() ? m_download.redirect : QUrl();
+}
+
 int Hop::status() const
 {
     return m_reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();

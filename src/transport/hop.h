@@ -38,6 +38,9 @@ public:
     QNetworkReply& reply() const { return m_reply; }
     Download& download() { return m_download; }
 
+    /// Where an accepted redirect leads; empty where there is none, or an error came after it.
+    QUrl nextHop() const;
+
     /// HTTP status of the answer; 0 where there is none.
     int status() const;
 

@@ -118,11 +118,11 @@ void Launcher::finishHop(Hop& hop, const Exchange& exchange)
     Download& download = hop.download();
     QString failure;
     try {
-        if (!download.redirect.isEmpty() && download.error.isEmpty()) {
+        if (const QUrl next = hop.nextHop(); !next.isEmpty()) {
             download.file.reset();
             fetch(
-                download.redirect, exchange.caFile, exchange.method, exchange.body, false, exchange.limit,
-                exchange.stagePath, exchange.done, exchange.redirects + 1, exchange.budget);
+                next, exchange.caFile, exchange.method, exchange.body, false, exchange.limit, exchange.stagePath,
+                exchange.done, exchange.redirects + 1, exchange.budget);
             return;
         }
         failure = failureOf(hop);

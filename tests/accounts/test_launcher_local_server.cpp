@@ -261,6 +261,7 @@ void TestLauncherLocalServer::tellsWhereTheLocalServerCannotBeReached()
     ModalPlayer modals({press(QMessageBox::Ok)});
     player.hooks.useLocalServer(u"https://localhost:7443"_s, u"/yok/ca.pem"_s, u"yonetici"_s, u"gizli"_s, true);
     QCOMPARE(modals.texts(), QStringList(u"Cannot read configured CA file"_s));
+    QCOMPARE(player.window.status(), u"Cannot read configured CA file"_s);
     QCOMPARE(player.window.find<QLineEdit>("password").text(), u"gizli"_s);
     QVERIFY(!player.isLoggedIn());
 }

@@ -12,6 +12,7 @@ class TestSecretBytes : public QObject
 
 private Q_SLOTS:
     void copiesIntoABufferOfItsOwn();
+    void appendsWithinTheBufferAndBeyondIt();
     void overwritesTheVeryBufferThatHeldTheBytes();
     void overwritesEmptyBytesWithoutHarm();
 };
@@ -22,6 +23,21 @@ void TestSecretBytes::copiesIntoABufferOfItsOwn()
     const QByteArray copy = ownedCopy(source);
     QCOMPARE(copy, source);
     QVERIFY(copy.constData() != source.constData());
+}
+
+void TestSecretBytes::appendsWithinTheBufferAndBeyondIt()
+{
+    QByteArray secret;
+    QByteArray expected;
+    for (int round = 0; round < 100; ++round) {
+        const QByteArray more(round, static_cast<char>('a' + round % 26));
+        const bool fits = secret.capacity() - secret.size() >= more.size();
+        const char* const held = secret.constData();
+        appendOwned(secret, more);
+        expected += more;
+        QCOMPARE(secret, expected);
+        QCOMPARE(secret.constData() == held, fits);
+    }
 }
 
 void TestSecretBytes::overwritesTheVeryBufferThatHeldTheBytes()

@@ -33,11 +33,6 @@ private Q_SLOTS:
 namespace
 {
 
-QString hex(const QByteArray& bytes)
-{
-    return QString::fromLatin1(bytes.toHex());
-}
-
 const QString kVanished = u"execvp: No such file or directory"_s;
 const QString kTooLong = u"Process output line exceeds 64 KiB; process terminated"_s;
 

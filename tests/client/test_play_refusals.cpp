@@ -21,6 +21,8 @@ private Q_SLOTS:
     void cleanup();
     void tellsItsFaultsInOrder();
     void savesTheSettingsBeforeItLooksAtTheSession();
+    void startsNothingWithABrokenProfile_data();
+    void startsNothingWithABrokenProfile();
     void needsTheSessionOfTheSelectedServer_data();
     void needsTheSessionOfTheSelectedServer();
     void refusesRequiredRayTracingWithOpenGlOnly_data();
@@ -68,6 +70,7 @@ void TestPlayRefusals::tellsItsFaultsInOrder()
     PlayStage stage({u"record"_s});
     const QString ca = stage.authority.pemPath();
     const QString missingCa = stage.tree.path(u"yok.pem"_s);
+    const QString settingsFolder = stage.tree.path(u"settings"_s);
     const QString plain = u"http://127.0.0.1"_s;
     const QString withPath = stage.server.origin() + u"/path"_s;
 
@@ -100,7 +103,12 @@ void TestPlayRefusals::tellsItsFaultsInOrder()
              stage.tree.write(stage.kSettingsName, "[]");
          }},
         {u"Existing client settings are invalid; not overwritten"_s,
-         [&] { stage.tree.write(stage.kSettingsName, "{}"); }},
+         [&] {
+             stage.tree.write(stage.kSettingsName, "{}");
+             QFile::setPermissions(settingsFolder, QFile::ReadOwner | QFile::ExeOwner);
+         }},
+        {u"Cannot atomically write settings"_s,
+         [&] { QFile::setPermissions(settingsFolder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner); }},
         {u"Original audio path must stay inside imported assets"_s, [&] { stage.setText("audioPath", u"ses"_s); }},
         {u"Auth endpoint must be an HTTPS origin (no path/query)"_s,
          [&] { useServer(stage.server.origin(), missingCa); }},
@@ -132,6 +140,25 @@ void TestPlayRefusals::savesTheSettingsBeforeItLooksAtTheSession()
     QCOMPARE(stage.player.texts(), QStringList(stage.kLoginFirst));
     QCOMPARE(QSettings().value(keys::mappingKey(u"modelMap"_s)).toString(), u"/harita.json"_s);
     QVERIFY(!stage.tree.exists(stage.kSettingsName));
+}
+
+void TestPlayRefusals::startsNothingWithABrokenProfile_data()
+{
+    QTest::addColumn<QVariant>("stored");
+    QTest::newRow("removed") << QVariant();
+    QTest::newRow("broken") << QVariant(QByteArray("{\"auth\":"));
+}
+
+void TestPlayRefusals::startsNothingWithABrokenProfile()
+{
+    QFETCH(QVariant, stored);
+    PlayStage stage;
+    stage.window.access.settings().setValue(keys::profileKey(stage.kProfile), stored);
+    stage.player.answers.append(press(QMessageBox::Ok));
+    stage.play();
+    QCOMPARE(stage.player.texts(), QStringList(stage.kLoginFirst));
+    QCOMPARE(stage.server.connections(), 0);
+    QVERIFY(stage.window.access.clientProcess() == nullptr);
 }
 
 void TestPlayRefusals::needsTheSessionOfTheSelectedServer_data()

@@ -20,7 +20,6 @@ class TestProcessLog : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void overwritesItsSecret();
     void sharesNoBufferWithTheCaller();
     void keepsTheChannelsApart();
     void givesTheLinesToAHandlerInsteadOfTheLog();
@@ -38,11 +37,6 @@ private Q_SLOTS:
 
 namespace
 {
-
-QString hex(const QByteArray& bytes)
-{
-    return QString::fromLatin1(bytes.toHex());
-}
 
 const QString kTooLong = u"Process output line exceeds 64 KiB; process terminated"_s;
 const QString kCannotLog = u"Cannot log process output; process terminated"_s;
@@ -77,18 +71,6 @@ struct LoggedProcess
 };
 
 } // namespace
-
-void TestProcessLog::overwritesItsSecret()
-{
-    const QByteArray secret(64, 's');
-    auto output = std::make_unique<Output>(secret);
-    QCOMPARE(output->secret, secret);
-    QVERIFY(output->secret.constData() != secret.constData());
-    // Held beyond its owner, so that the buffer can still be looked at.
-    const QByteArray held = QByteArray::fromRawData(output->secret.constData(), output->secret.size());
-    overwrite(output->secret);
-    QCOMPARE(held, QByteArray(64, '\0'));
-}
 
 void TestProcessLog::sharesNoBufferWithTheCaller()
 {

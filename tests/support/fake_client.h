@@ -15,6 +15,12 @@
 namespace vok::test_support
 {
 
+/// `bytes` as the steps of its script take them.
+inline QString hex(const QByteArray& bytes)
+{
+    return QString::fromLatin1(bytes.toHex());
+}
+
 /// Puts VOK_FAKE_CLIENT beside this program under the name of the client, and takes it away with all that it left. The
 /// program must stand in a folder of its own. The steps of its script are told in fake_client_main.cpp.
 class FakeClient

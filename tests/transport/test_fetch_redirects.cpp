@@ -29,6 +29,7 @@ private Q_SLOTS:
     void startsTheFileAnewAfterARedirect();
     void measuresAllHopsByOneDeadline();
     void countsAllHopsInOneBudget();
+    void boundsTheBodyThatARedirectAnnounces();
     void endsARedirectWhoseBodyNeverEnds();
     void refusesARedirectWhoseTrustIsGone();
 };
@@ -276,6 +277,26 @@ void TestFetchRedirects::countsAllHopsInOneBudget()
     QCOMPARE(outcome->body, QByteArray("arrived"));
     QVERIFY(budget->received >= 17);
     QVERIFY(budget->received <= 17 + 3 * 5);
+}
+
+void TestFetchRedirects::boundsTheBodyThatARedirectAnnounces()
+{
+    const auto redirect = [](int bytes) {
+        return hostile::sent(
+            hostile::head(302, {"Location: /else", "Content-Length: " + QByteArray::number(bytes)})
+            + QByteArray(bytes, 'x'));
+    };
+    const HostileServer within(authority().issue(), {redirect(65536)});
+    const HostileServer beyond(authority().issue(), {redirect(65537)});
+    const LauncherWindow window;
+    const auto followed = startFetch(window, {.url = within.url(), .caFile = authority().pemPath()});
+    QTRY_COMPARE(followed->ends(), 1);
+    QCOMPARE(followed->failures, QStringList());
+    QCOMPARE(followed->body, QByteArray("{}"));
+    const auto refused = startFetch(window, {.url = beyond.url(), .caFile = authority().pemPath()});
+    QTRY_COMPARE(refused->ends(), 1);
+    QCOMPARE(refused->failures, QStringList(u"HTTPS response exceeds configured bound"_s));
+    QCOMPARE(beyond.requests().size(), 1);
 }
 
 void TestFetchRedirects::endsARedirectWhoseBodyNeverEnds()

@@ -27,6 +27,7 @@ private Q_SLOTS:
     void tellsABoundBeforeADeadline();
     void looksAtTheDeadlinesAtEachRead_data();
     void looksAtTheDeadlinesAtEachRead();
+    void followsNoRedirectAfterItsDeadline();
     void looksAtTheDeadlinesAtTheEnd_data();
     void looksAtTheDeadlinesAtTheEnd();
     void takesAnIdleTimeOutForItsDeadline_data();
@@ -67,6 +68,17 @@ struct Trial
     Hop* hop = nullptr;
     int ends = 0;
 };
+
+/// Lets the deadlines of the present row pass.
+void passDeadlines(Trial& trial)
+{
+    QFETCH(bool, operationOver);
+    QFETCH(bool, requestOver);
+    if (operationOver)
+        trial.budget->deadline = QDeadlineTimer(0);
+    if (requestOver)
+        trial.hop->download().deadline = QDeadlineTimer(0);
+}
 
 } // namespace
 
@@ -188,14 +200,9 @@ void TestHop::looksAtTheDeadlinesAtEachRead_data()
 
 void TestHop::looksAtTheDeadlinesAtEachRead()
 {
-    QFETCH(bool, operationOver);
-    QFETCH(bool, requestOver);
     Trial trial;
     trial.reply.setStatus(200);
-    if (operationOver)
-        trial.budget->deadline = QDeadlineTimer(0);
-    if (requestOver)
-        trial.hop->download().deadline = QDeadlineTimer(0);
+    passDeadlines(trial);
     trial.reply.deliver("body");
     QTEST(trial.download().error, "error");
     QCOMPARE(trial.reply.aborts, trial.download().error.isEmpty() ? 0 : 1);
@@ -206,16 +213,22 @@ void TestHop::looksAtTheDeadlinesAtTheEnd_data()
     looksAtTheDeadlinesAtEachRead_data();
 }
 
+void TestHop::followsNoRedirectAfterItsDeadline()
+{
+    Trial trial;
+    trial.reply.beginAnswer(302, QUrl(u"/else"_s));
+    QCOMPARE(trial.hop->nextHop(), QUrl(u"https://server.example:7443/else"_s));
+    trial.hop->download().deadline = QDeadlineTimer(0);
+    QTRY_COMPARE(trial.ends, 1);
+    QCOMPARE(trial.download().error, kRequestDeadline);
+    QCOMPARE(trial.hop->nextHop(), QUrl());
+}
+
 void TestHop::looksAtTheDeadlinesAtTheEnd()
 {
-    QFETCH(bool, operationOver);
-    QFETCH(bool, requestOver);
     Trial trial;
     trial.reply.setStatus(200);
-    if (operationOver)
-        trial.budget->deadline = QDeadlineTimer(0);
-    if (requestOver)
-        trial.hop->download().deadline = QDeadlineTimer(0);
+    passDeadlines(trial);
     trial.reply.finish();
     QTRY_COMPARE(trial.ends, 1);
     QTEST(trial.download().error, "error");
