@@ -67,6 +67,22 @@ void writeManifestSeeds(const std::filesystem::path& folder)
             + R"("}],"format":1,"trust":"user-selected-local-snapshot"})");
 }
 
+void writeAnswerSeeds(const std::filesystem::path& folder)
+{
+    const std::string ok = "HTTP/1.1 200 OK\r\n";
+    const auto seed = [&](const char* name, const std::string& answer) {
+        write(folder, name, std::string("\3\2", 2) + answer);
+    };
+    seed("length", ok + "Content-Length: 5\r\n\r\nhello");
+    seed("chunks", ok + "Transfer-Encoding: chunked\r\n\r\n2;x=y\r\nhe\r\n3\r\nllo\r\n0\r\nA: b\r\n\r\n");
+    seed("no-length", ok + "\r\n{}");
+    seed("informational", "HTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n" + ok + "Content-Length: 2\r\n\r\n{}");
+    seed("redirect", "HTTP/1.1 302 Found\r\nLocation: /else\r\nContent-Length: 0\r\n\r\n");
+    seed("no-content", "HTTP/1.1 204 No Content\r\n\r\n");
+    seed("two-lengths", ok + "Content-Length: 1\r\nContent-Length: 2\r\n\r\n{}");
+    seed("no-http", "hello\r\n\r\n");
+}
+
 void writeLineSeeds(const std::filesystem::path& folder)
 {
     write(folder, "plain", std::string("\0\3", 2) + "first line\nsecond\r\n\r\r\nlast");
@@ -87,6 +103,7 @@ int main(int argc, char** argv)
     }
     try {
         const std::filesystem::path corpus = argv[1];
+        writeAnswerSeeds(corpus / "fuzz_answer_parser");
         writeArchiveSeeds(corpus / "fuzz_archive_index");
         writeLineSeeds(corpus / "fuzz_line_splitter");
         writeManifestSeeds(corpus / "fuzz_manifest");
